@@ -1,0 +1,46 @@
+#pragma once
+// A failure reported to callers: a domain, a signed code and a user-information
+// dictionary whose OVNLocalizedDescriptionKey entry holds the message (NSError).
+// Immutable; safe to share between threads.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Platform/OVNObject.h"
+
+inline constexpr std::string_view OVNLocalizedDescriptionKey = "NSLocalizedDescription";
+inline constexpr std::string_view OVNUnderlyingErrorKey = "NSUnderlyingError";
+inline constexpr std::string_view OVNLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
+
+class OVNError : public OVNObject {
+  OVN_CLASS(OVNError, OVNObject)
+
+ public:
+  OVNError(std::string domain, std::int64_t code, OVNDictionaryRef userInfo);
+
+  static std::shared_ptr<OVNError> errorWithDomain(std::string_view domain, std::int64_t code,
+                                                   OVNDictionaryRef userInfo = nullptr);
+  //! An error whose user information holds only the localized description.
+  static std::shared_ptr<OVNError> errorWithDomain(std::string_view domain, std::int64_t code,
+                                                   std::string_view localizedDescription);
+
+  const std::string& domain() const { return domain_; }
+  std::int64_t code() const { return code_; }
+  //! Never null: an empty immutable dictionary when none was given.
+  const OVNDictionaryRef& userInfo() const { return userInfo_; }
+  //! The user information's description, else "The operation couldn’t be completed.
+  //! (<domain> error <code>.)" as the platform words it.
+  std::string localizedDescription() const;
+
+  //! "Error Domain=<domain> Code=<code> \"<description>\" UserInfo={...}".
+  std::string description() const override;
+  bool isEqual(const OVNObject& other) const override;
+  std::size_t hash() const override;
+
+ private:
+  std::string domain_;
+  std::int64_t code_;
+  OVNDictionaryRef userInfo_;
+};

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs every build, test and benchmark dependency from Debian's packages.
+# Idempotent: packages already present are left alone and the package lists are
+# refreshed at most once per run.
+set -euo pipefail
+
+packages=(
+  build-essential cmake pkg-config ccache
+  libasio-dev                 # run loop, queues and timers
+  libgtest-dev libgmock-dev   # unit tests
+  libbenchmark-dev            # benchmarks/
+  clang-format
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "install-deps: all packages present"
+  exit 0
+fi
+
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+echo "install-deps: installing ${missing[*]}"
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
