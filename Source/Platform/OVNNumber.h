@@ -12,7 +12,7 @@ enum class OVNNumberKind : std::uint8_t { Boolean, Integer, Unsigned, Floating }
 class OVNNumber {
  public:
   constexpr OVNNumber() = default;
-  static constexpr OVNNumber boolean(bool v) { return OVNNumber(OVNNumberKind::Boolean, v ? 1 : 0, 0, v ? 1.0 : 0.0); }
+  static constexpr OVNNumber boolean(bool v) { return OVNNumber(OVNNumberKind::Boolean, v ? 1 : 0, v ? 1u : 0u, v ? 1.0 : 0.0); }
   static constexpr OVNNumber integer(std::int64_t v) {
     return OVNNumber(OVNNumberKind::Integer, v, static_cast<std::uint64_t>(v), static_cast<double>(v));
   }

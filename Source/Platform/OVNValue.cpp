@@ -291,6 +291,7 @@ std::string quotedIfNeeded(std::string_view text) {
 
 std::string memberDescription(const OVNValue& value, int level) {
   if (auto s = value.string()) return quotedIfNeeded(*s);
+  if (value.isNull()) return "\"<null>\"";  // containers print the null marker quoted
   return value.descriptionWithIndent(level);
 }
 }  // namespace ovn::detail
