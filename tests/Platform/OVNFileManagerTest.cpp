@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <map>
+
+#include "Platform/OVNBundle.h"
+#include "Platform/OVNFileManager.h"
+
+namespace {
+
+class OVNFileManagerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/ovnfiles-XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern), nullptr);
+    root = pattern;
+    for (const char* name : {"HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
+      if (const char* value = std::getenv(name)) saved[name] = value;
+    }
+  }
+  void TearDown() override {
+    for (const char* name : {"HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
+      if (saved.count(name))
+        ::setenv(name, saved[name].c_str(), 1);
+      else
+        ::unsetenv(name);
+    }
+    std::error_code error;
+    std::filesystem::remove_all(root, error);
+    OVNFileManager::setCachesDirectory(std::nullopt);
+    OVNFileManager::setDocumentationDirectory(std::nullopt);
+    OVNBundle::mainBundle()->setInfoDictionary(nullptr);
+  }
+
+  // Sets, or with null clears, a variable; TearDown restores it.
+  static void set(const char* name, const char* value) {
+    if (value)
+      ::setenv(name, value, 1);
+    else
+      ::unsetenv(name);
+  }
+  std::string root;
+  std::map<std::string, std::string> saved;
+};
+
+TEST_F(OVNFileManagerTest, DirectoriesFollowXdgScopedByTheApplication) {
+  set("HOME", "/home/user");
+  set("XDG_CACHE_HOME", nullptr);
+  set("XDG_DATA_HOME", nullptr);
+  EXPECT_EQ(OVNFileManager::applicationIdentifier(), "OvrinPlatformTests");
+  EXPECT_EQ(OVNFileManager::cachesDirectory(), "/home/user/.cache/OvrinPlatformTests");
+  EXPECT_EQ(OVNFileManager::documentationDirectory(), "/home/user/.local/share/OvrinPlatformTests/Documentation");
+
+  set("XDG_CACHE_HOME", "/var/cache/x");
+  set("XDG_DATA_HOME", "relative/is/ignored");
+  OVNBundle::mainBundle()->setInfoValue("CFBundleIdentifier", "com.example.demo");
+  EXPECT_EQ(OVNFileManager::cachesDirectory(), "/var/cache/x/com.example.demo");
+  EXPECT_EQ(OVNFileManager::documentationDirectory(), "/home/user/.local/share/com.example.demo/Documentation");
+
+  set("HOME", nullptr);
+  set("XDG_CACHE_HOME", nullptr);
+  EXPECT_EQ(OVNFileManager::cachesDirectory(), std::nullopt);
+  EXPECT_EQ(OVNFileManager::documentationDirectory(), std::nullopt);
+
+  OVNFileManager::setCachesDirectory(root + "/caches");
+  OVNFileManager::setDocumentationDirectory(root + "/docs");
+  EXPECT_EQ(OVNFileManager::cachesDirectory(), root + "/caches");
+  EXPECT_EQ(OVNFileManager::documentationDirectory(), root + "/docs");
+  OVNFileManager::setCachesDirectory(std::nullopt);  // back to the (unnamed) default
+  EXPECT_EQ(OVNFileManager::cachesDirectory(), std::nullopt);
+}
+
+TEST_F(OVNFileManagerTest, FileOperationsReportFailureWithoutThrowing) {
+  const std::string nested = root + "/a/b", file = nested + "/file.bin";
+  const std::string bytes("a\0b\xff", 4);
+  EXPECT_FALSE(OVNFileManager::createFileAtPath(file, bytes));  // no directory yet
+  EXPECT_FALSE(OVNFileManager::createDirectoryAtPath(nested, false));
+  ASSERT_TRUE(OVNFileManager::createDirectoryAtPath(nested, true));
+  ASSERT_TRUE(OVNFileManager::createFileAtPath(file, bytes));
+  EXPECT_EQ(OVNFileManager::contentsAtPath(file), bytes);
+  EXPECT_FALSE(OVNFileManager::createDirectoryAtPath(file, true));  // a file is in the way
+  EXPECT_EQ(OVNFileManager::contentsAtPath(nested), std::nullopt);  // a directory has no contents
+  EXPECT_TRUE(OVNFileManager::removeItemAtPath(root + "/a"));       // the whole tree
+  EXPECT_FALSE(OVNFileManager::fileExistsAtPath(file));
+  EXPECT_FALSE(OVNFileManager::removeItemAtPath(root + "/a"));
+  EXPECT_EQ(OVNFileManager::contentsAtPath(file), std::nullopt);
+}
+
+}  // namespace
