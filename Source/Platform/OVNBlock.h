@@ -1,6 +1,7 @@
 #pragma once
 // A callback carried in an OVNValue (a property of block type read by key-value coding).
-// The callback keeps its C++ type; read it back with `as<std::function<...>>()`.
+// The callback keeps its C++ type; read it back with `as<std::function<...>>()`. Immutable;
+// the callback runs on whichever thread calls it.
 
 #include <memory>
 #include <typeinfo>

@@ -1,6 +1,7 @@
 #pragma once
 // Raw bytes with their type encoding (NSValue): how structures travel through key-value
 // coding. Only a round trip back into a property of the same encoding is promised.
+// Immutable; safe to share between threads.
 
 #include <cstdint>
 #include <cstring>

@@ -1,5 +1,5 @@
 #pragma once
-// Immutable bytes (NSData). Shared between values by reference.
+// Immutable bytes (NSData). Shared between values by reference; safe to read from any thread.
 
 #include <cstddef>
 #include <cstdint>

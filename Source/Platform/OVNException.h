@@ -2,6 +2,7 @@
 // Programming errors (unknown keys, mutating an immutable container, an index out of
 // range, an abstract operation not overridden) are thrown as OVNException. Nothing else
 // crosses the public interface as an exception: failures travel as OVNError values.
+// Thrown on the thread that made the mistake; immutable once made.
 
 #include <exception>
 #include <string>
