@@ -7,29 +7,10 @@
 #include "KVO/OVNKVOController.h"
 #include "Platform/OVNConsoleLog.h"
 #include "Platform/OVNDictionary.h"
+#include "Support/ConsoleCapture.h"
 #include "Support/TestModels.h"
 
 namespace {
-
-// Captures console entries for the duration of a test.
-class ConsoleCapture {
- public:
-  ConsoleCapture() {
-    OVNConsoleLog::setSink([this](std::string_view text) {
-      std::lock_guard guard(lock_);
-      lines_.emplace_back(text);
-    });
-  }
-  ~ConsoleCapture() { OVNConsoleLog::setSink({}); }
-  std::vector<std::string> lines() {
-    std::lock_guard guard(lock_);
-    return lines_;
-  }
-
- private:
-  std::mutex lock_;
-  std::vector<std::string> lines_;
-};
 
 class Owner : public OVNObject {
  public:

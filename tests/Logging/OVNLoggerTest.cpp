@@ -18,6 +18,7 @@
 #include "Platform/OVNException.h"
 #include "Platform/OVNFileManager.h"
 #include "Platform/OVNTestClock.h"
+#include "Support/ConsoleCapture.h"
 
 // The shared logger, the write-to-file switch and the open log file live for the whole
 // process, and gtest may run these tests in one process in any subset. So every test uses
@@ -26,25 +27,6 @@
 // shared logger does not exist yet runs its body in a re-executed child process.
 
 namespace {
-
-class ConsoleCapture {
- public:
-  ConsoleCapture() {
-    OVNConsoleLog::setSink([this](std::string_view text) {
-      std::lock_guard guard(lock_);
-      lines_.emplace_back(text);
-    });
-  }
-  ~ConsoleCapture() { OVNConsoleLog::setSink({}); }
-  std::vector<std::string> lines() const {
-    std::lock_guard guard(lock_);
-    return lines_;
-  }
-
- private:
-  mutable std::mutex lock_;
-  std::vector<std::string> lines_;
-};
 
 std::string fileContents(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
