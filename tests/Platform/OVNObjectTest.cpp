@@ -2,7 +2,10 @@
 
 #include "Platform/OVNArray.h"
 #include "Platform/OVNClass.h"
+#include "Platform/OVNData.h"
 #include "Platform/OVNDictionary.h"
+#include "Platform/OVNOrderedSet.h"
+#include "Platform/OVNSet.h"
 #include "Platform/OVNException.h"
 #include "Support/TestModels.h"
 
@@ -32,6 +35,13 @@ TEST(OVNClassTest, AttributeTextsFollowMemberTypes) {
       {"extra", "T@,&,N,V_extra"},
       {"readings", "T@\"NSArray\",&,N,V_readings"},
       {"attributes", "T@\"NSDictionary\",&,N,V_attributes"},
+      {"payload", "T@\"NSData\",&,N,V_payload"},
+      {"tags", "T@\"NSSet\",&,N,V_tags"},
+      {"history", "T@\"NSOrderedSet\",&,N,V_history"},
+      {"rank", "T@\"NSNumber\",&,N,V_rank"},
+      {"port", "TS,N,V_port"},
+      {"flags", "TI,N,V_flags"},
+      {"grade", "Tc,N,V_grade"},
       {"place", "T@\"TestPlace\",&,N,V_place"},
       {"nearby", "T@\"TestPlace\",W,N,V_nearby"},
       {"places", "T@\"NSArray\",&,N,V_places"},
@@ -95,6 +105,9 @@ TEST(OVNObjectTest, KeyValueCodingRoundTripsEveryKind) {
       {"active", true},         {"pressure", 1013.25},    {"observedAt", OVNDate(1000)},
       {"extra", OVNValue::null()}, {"readings", OVNArray::make({1, 2})},
       {"attributes", OVNDictionary::make({{"a", 1}})},     {"place", place},
+      {"payload", OVNData::fromString("raw")},              {"tags", OVNSet::make({"a"})},
+      {"history", OVNOrderedSet::make({"x", "y"})},         {"rank", 3},
+      {"port", 8080},           {"flags", 4294967295u},   {"grade", 66},
       {"nearby", place},        {"places", OVNArray::make({place})},
       {"codes", OVNArray::make({1, 2, 3})},                {"elevation", 149.0},
   };

@@ -43,6 +43,13 @@ class TestStation : public OVNObject {
   OVNValue extra;
   OVNArrayRef readings;
   OVNDictionaryRef attributes;
+  OVNDataRef payload;
+  OVNSetRef tags;
+  OVNOrderedSetRef history;
+  std::optional<std::int64_t> rank;
+  std::uint16_t port = 0;
+  std::uint32_t flags = 0;
+  char grade = 'A';
   std::shared_ptr<TestPlace> place;
   std::weak_ptr<TestPlace> nearby;
   std::vector<std::shared_ptr<TestPlace>> places;
