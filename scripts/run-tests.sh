@@ -23,7 +23,7 @@ case "$sanitize" in
   *) echo "--sanitize must be address or thread" >&2; exit 2 ;;
 esac
 
-cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRIN_SANITIZE="$sanitize" -DOVRIN_BUILD_EXAMPLES=OFF >/dev/null
+cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRIN_SANITIZE="$sanitize" -DOVRIN_BUILD_EXAMPLES=ON >/dev/null
 cmake --build "$dir" -j"$(nproc)"
 
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
