@@ -19,6 +19,7 @@
 #include "Platform/OVNFileManager.h"
 #include "Platform/OVNTestClock.h"
 #include "Support/ConsoleCapture.h"
+#include "Support/TemporaryDirectory.h"
 
 // The shared logger, the write-to-file switch and the open log file live for the whole
 // process, and gtest may run these tests in one process in any subset. So every test uses
@@ -36,16 +37,11 @@ std::string fileContents(const std::string& path) {
 class OVNLoggerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/ovnlogger-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    root = pattern;
     directory = root + "/Documentation";  // not there yet: enabling creates it
     OVNLogger::setLoggingLevel(OVNLogLevelWarn);
     OVNFileManager::setDocumentationDirectory(directory);
   }
   void TearDown() override {
-    std::error_code error;
-    std::filesystem::remove_all(root, error);
     OVNLogger::setLoggingLevel(OVNLogLevelWarn);
     OVNFileManager::setDocumentationDirectory(std::nullopt);
     OVNDevice::currentDevice().setModel(std::nullopt);
@@ -54,7 +50,9 @@ class OVNLoggerTest : public ::testing::Test {
   }
   std::string logPath() const { return directory + "/OVNLog.txt"; }
 
-  std::string root, directory;
+  TemporaryDirectory temporary{"ovnlogger"};
+  const std::string root = temporary.path();
+  std::string directory;
   ConsoleCapture console;
 };
 

@@ -5,22 +5,17 @@
 
 #include "Platform/OVNBundle.h"
 #include "Platform/OVNFileManager.h"
+#include "Support/TemporaryDirectory.h"
 
 namespace {
 
 class OVNBundleTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/ovnbundle-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    root = pattern;
-  }
   void TearDown() override {
-    std::error_code error;
-    std::filesystem::remove_all(root, error);
     OVNBundle::mainBundle()->setInfoDictionary(nullptr);
   }
-  std::string root;
+  TemporaryDirectory temporary{"ovnbundle"};
+  const std::string root = temporary.path();
 };
 
 TEST_F(OVNBundleTest, MainBundleIsTheExecutablesDirectory) {

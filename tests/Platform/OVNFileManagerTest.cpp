@@ -6,15 +6,13 @@
 
 #include "Platform/OVNBundle.h"
 #include "Platform/OVNFileManager.h"
+#include "Support/TemporaryDirectory.h"
 
 namespace {
 
 class OVNFileManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/ovnfiles-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    root = pattern;
     for (const char* name : {"HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
       if (const char* value = std::getenv(name)) saved[name] = value;
     }
@@ -26,8 +24,6 @@ class OVNFileManagerTest : public ::testing::Test {
       else
         ::unsetenv(name);
     }
-    std::error_code error;
-    std::filesystem::remove_all(root, error);
     OVNFileManager::setCachesDirectory(std::nullopt);
     OVNFileManager::setDocumentationDirectory(std::nullopt);
     OVNBundle::mainBundle()->setInfoDictionary(nullptr);
@@ -40,7 +36,8 @@ class OVNFileManagerTest : public ::testing::Test {
     else
       ::unsetenv(name);
   }
-  std::string root;
+  TemporaryDirectory temporary{"ovnfiles"};
+  const std::string root = temporary.path();
   std::map<std::string, std::string> saved;
 };
 
