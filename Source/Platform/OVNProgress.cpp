@@ -13,21 +13,17 @@ std::shared_ptr<OVNProgress> OVNProgress::progressWithTotalUnitCount(std::int64_
   return progress;
 }
 
-void OVNProgress::setTotalUnitCount(std::int64_t count) {
-  willChangeValueForKey("totalUnitCount");
+void OVNProgress::storeCount(std::atomic<std::int64_t>& field, std::string_view key, std::int64_t count) {
+  willChangeValueForKey(key);
   willChangeValueForKey(fractionKey);
-  total_.store(count, std::memory_order_release);
+  field.store(count, std::memory_order_release);
   didChangeValueForKey(fractionKey);
-  didChangeValueForKey("totalUnitCount");
+  didChangeValueForKey(key);
 }
 
-void OVNProgress::setCompletedUnitCount(std::int64_t count) {
-  willChangeValueForKey("completedUnitCount");
-  willChangeValueForKey(fractionKey);
-  completed_.store(count, std::memory_order_release);
-  didChangeValueForKey(fractionKey);
-  didChangeValueForKey("completedUnitCount");
-}
+void OVNProgress::setTotalUnitCount(std::int64_t count) { storeCount(total_, "totalUnitCount", count); }
+
+void OVNProgress::setCompletedUnitCount(std::int64_t count) { storeCount(completed_, "completedUnitCount", count); }
 
 double OVNProgress::fractionCompleted() const {
   const std::int64_t total = totalUnitCount();

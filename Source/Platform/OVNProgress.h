@@ -35,6 +35,9 @@ class OVNProgress : public OVNObject {
   bool automaticallyNotifiesObserversForKey(std::string_view key) const override;
 
  private:
+  //! Stores a count, announcing it and the fraction it changes.
+  void storeCount(std::atomic<std::int64_t>& field, std::string_view key, std::int64_t count);
+
   std::atomic<std::int64_t> total_{0};
   std::atomic<std::int64_t> completed_{0};
 };
