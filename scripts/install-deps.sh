@@ -7,9 +7,15 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config ccache
   libasio-dev                 # run loop, queues and timers
+  libsimdjson-dev             # JSON reading
+  libplist-dev                # property lists and keyed archives
+  liburiparser-dev            # URL parsing and RFC 3986 reference resolution
+  libicu-dev                  # regular expressions, transliteration, UTF-16
+  libssl-dev                  # message digests and Base64 (libcrypto)
   libgtest-dev libgmock-dev   # unit tests
   libbenchmark-dev            # benchmarks/
   clang-format
+  clang libclang-rt-14-dev    # fuzz/ (libFuzzer)
 )
 
 missing=()
