@@ -13,6 +13,19 @@
 inline constexpr std::string_view OVNLocalizedDescriptionKey = "NSLocalizedDescription";
 inline constexpr std::string_view OVNUnderlyingErrorKey = "NSUnderlyingError";
 inline constexpr std::string_view OVNLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
+//! Extra detail the platform's readers put beside the description (for example a position).
+inline constexpr std::string_view OVNDebugDescriptionErrorKey = "NSDebugDescription";
+
+//! The platform's general error domain and the codes its data readers and writers use.
+inline constexpr std::string_view OVNCocoaErrorDomain = "NSCocoaErrorDomain";
+inline constexpr std::int64_t OVNFileReadNoSuchFileError = 260;
+inline constexpr std::int64_t OVNFileReadUnknownError = 256;
+inline constexpr std::int64_t OVNFileWriteUnknownError = 512;
+inline constexpr std::int64_t OVNPropertyListReadCorruptError = 3840;  // also malformed JSON
+inline constexpr std::int64_t OVNPropertyListWriteInvalidError = 3852;  // also invalid JSON values
+inline constexpr std::int64_t OVNCoderReadCorruptError = 4864;
+inline constexpr std::int64_t OVNCoderValueNotFoundError = 4865;
+inline constexpr std::int64_t OVNCoderInvalidValueError = 4866;
 
 class OVNError : public OVNObject {
   OVN_CLASS(OVNError, OVNObject)
