@@ -1,0 +1,161 @@
+#include "Platform/OVNJSONSerialization.h"
+
+#include <simdjson.h>
+
+#include "Platform/OVNArray.h"
+#include "Platform/OVNData.h"
+#include "Platform/OVNDictionary.h"
+#include "Platform/OVNError.h"
+#include "Platform/OVNFormat.h"
+#include "Platform/detail/OVNJSONErrorLocator.h"
+#include "Platform/detail/OVNJSONWriter.h"
+
+namespace {
+
+using ovn::detail::OVNJSONErrorLocation;
+using ovn::detail::OVNJSONErrorLocator;
+
+// The reader keeps its buffers between calls; a parser per thread keeps calls independent.
+// Documents above this size get a parser of their own, so one huge reply does not pin its
+// buffers to a thread for good.
+constexpr std::size_t kRetainedParserCapacity = 8 * 1024 * 1024;
+
+void setError(std::shared_ptr<OVNError>* error, std::int64_t code, std::string_view description,
+              const std::string& detail) {
+  if (!error) return;
+  *error = OVNError::errorWithDomain(
+      OVNCocoaErrorDomain, code,
+      OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(description)},
+                           {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
+}
+
+void setReadError(std::shared_ptr<OVNError>* error, const std::string& detail) {
+  setError(error, OVNPropertyListReadCorruptError,
+           "The data couldn\u2019t be read because it isn\u2019t in the correct format.", detail);
+}
+
+std::string describeLocation(const OVNJSONErrorLocation& location) {
+  return OVNFormat("%@ around line %lu, column %lu (byte %lu).", location.reason,
+                   static_cast<unsigned long>(location.line), static_cast<unsigned long>(location.column),
+                   static_cast<unsigned long>(location.offset));
+}
+
+// What simdjson found, with the position our own scan finds for it.
+std::string describeFailure(simdjson::error_code code, std::string_view text) {
+  std::optional<OVNJSONErrorLocation> location;
+  if (code == simdjson::UTF8_ERROR) {
+    location = OVNJSONErrorLocator::firstInvalidUTF8(text);
+  } else {
+    location = OVNJSONErrorLocator::firstSyntaxError(text, OVNJSONSerialization::maximumNestingDepth);
+  }
+  if (location) return describeLocation(*location);
+  if (code == simdjson::NUMBER_ERROR) {
+    return "A number is out of range (integers must fit in 64 bits, other numbers in a double).";
+  }
+  return std::string(simdjson::error_message(code)) + ".";
+}
+
+class ValueBuilder {
+ public:
+  explicit ValueBuilder(bool mutableContainers) : mutable_(mutableContainers) {}
+
+  OVNValue build(simdjson::dom::element element) const {
+    using Type = simdjson::dom::element_type;
+    switch (element.type()) {
+      case Type::ARRAY: return buildArray(element.get_array().value_unsafe());
+      case Type::OBJECT: return buildDictionary(element.get_object().value_unsafe());
+      case Type::INT64: return OVNValue(OVNNumber::integer(element.get_int64().value_unsafe()));
+      case Type::UINT64: return OVNValue(OVNNumber::unsignedInteger(element.get_uint64().value_unsafe()));
+      case Type::DOUBLE: return OVNValue(OVNNumber::floating(element.get_double().value_unsafe()));
+      case Type::STRING: return OVNValue(element.get_string().value_unsafe());
+      case Type::BOOL: return OVNValue(element.get_bool().value_unsafe());
+      case Type::NULL_VALUE: return OVNValue::null();
+    }
+    return OVNValue::null();
+  }
+
+ private:
+  OVNValue buildArray(simdjson::dom::array array) const {
+    std::vector<OVNValue> members;
+    members.reserve(array.size());
+    for (simdjson::dom::element member : array) members.push_back(build(member));
+    return OVNValue(std::make_shared<OVNArray>(std::move(members), mutable_));
+  }
+
+  OVNValue buildDictionary(simdjson::dom::object object) const {
+    OVNDictionary::Storage entries;
+    for (simdjson::dom::key_value_pair field : object) {
+      // A repeated key keeps its last value.
+      entries.insert_or_assign(std::string(field.key), build(field.value));
+    }
+    return OVNValue(std::make_shared<OVNDictionary>(std::move(entries), mutable_));
+  }
+
+  bool mutable_;
+};
+
+simdjson::dom::parser& threadParser() {
+  thread_local simdjson::dom::parser parser(kRetainedParserCapacity);
+  return parser;
+}
+
+}  // namespace
+
+OVNValue OVNJSONSerialization::JSONObjectWithData(const OVNData& data, unsigned options,
+                                                  std::shared_ptr<OVNError>* error) {
+  return JSONObjectWithData(data.view(), options, error);
+}
+
+OVNValue OVNJSONSerialization::JSONObjectWithData(std::string_view text, unsigned options,
+                                                  std::shared_ptr<OVNError>* error) {
+  if (text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);
+  if (text.empty()) {
+    setReadError(error, "Unable to parse empty data.");
+    return {};
+  }
+  std::optional<simdjson::dom::parser> ownParser;
+  simdjson::dom::parser* parser = &threadParser();
+  if (text.size() > kRetainedParserCapacity) parser = &ownParser.emplace(text.size());
+  if (parser->max_depth() != maximumNestingDepth) {
+    if (parser->allocate(std::max<std::size_t>(parser->capacity(), text.size()), maximumNestingDepth)) {
+      setReadError(error, "Not enough memory to read the JSON text.");
+      return {};
+    }
+  }
+  simdjson::dom::element root;
+  if (const auto code = parser->parse(text.data(), text.size()).get(root)) {
+    setReadError(error, describeFailure(code, text));
+    return {};
+  }
+  const bool container = root.is_array() || root.is_object();
+  if (!container && !(options & OVNJSONReadingFragmentsAllowed)) {
+    setReadError(error, "JSON text did not start with array or object and option to allow fragments not set.");
+    return {};
+  }
+  return ValueBuilder(options & OVNJSONReadingMutableContainers).build(root);
+}
+
+OVNDataRef OVNJSONSerialization::dataWithJSONObject(const OVNValue& value, unsigned options,
+                                                    std::shared_ptr<OVNError>* error) {
+  const bool container = value.isArray() || value.isDictionary();
+  if (!container && !(options & OVNJSONWritingFragmentsAllowed)) {
+    setError(error, OVNPropertyListWriteInvalidError, "The data couldn\u2019t be written because it isn\u2019t in the correct format.",
+             "Invalid top-level type in JSON write (" + value.className() + ").");
+    return nullptr;
+  }
+  ovn::detail::OVNJSONWriter writer(options & OVNJSONWritingPrettyPrinted,
+                                    !(options & OVNJSONWritingWithoutEscapingSlashes), maximumNestingDepth);
+  if (!writer.write(value)) {
+    setError(error, OVNPropertyListWriteInvalidError,
+             "The data couldn\u2019t be written because it isn\u2019t in the correct format.", writer.failure());
+    return nullptr;
+  }
+  const std::string& text = writer.text();
+  return OVNData::make(std::vector<std::uint8_t>(text.begin(), text.end()));
+}
+
+bool OVNJSONSerialization::isValidJSONObject(const OVNValue& value) {
+  if (!value.isArray() && !value.isDictionary()) return false;
+  ovn::detail::OVNJSONWriter writer(false, true, maximumNestingDepth);
+  return writer.write(value);
+}
