@@ -7,9 +7,7 @@ install(TARGETS OvrinCore EXPORT OvrinCoreTargets
 install(DIRECTORY Source/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/OvrinCore
   FILES_MATCHING PATTERN "*.h" PATTERN "detail" EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/generated/OvrinCoreVersion.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/OvrinCore)
-if(EXISTS ${PROJECT_SOURCE_DIR}/Resources/Ovrin.bundle)
-  install(DIRECTORY Resources/Ovrin.bundle DESTINATION ${CMAKE_INSTALL_DATADIR}/OvrinCore)
-endif()
+install(DIRECTORY Resources/Ovrin.bundle DESTINATION ${CMAKE_INSTALL_DATADIR}/OvrinCore)
 install(EXPORT OvrinCoreTargets NAMESPACE Ovrin:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/OvrinCore)
 
 file(WRITE ${PROJECT_BINARY_DIR}/OvrinCoreConfig.cmake.in

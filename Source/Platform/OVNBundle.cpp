@@ -1,11 +1,14 @@
 #include "Platform/OVNBundle.h"
 
+#include <dlfcn.h>
 #include <errno.h>
 
 #include <filesystem>
 #include <map>
 #include <system_error>
+#include <vector>
 
+#include "Platform/OVNLocale.h"
 #include "Platform/OVNStringsFile.h"
 
 namespace fs = std::filesystem;
@@ -129,3 +132,49 @@ std::optional<std::string> OVNBundle::pathForResource(std::string_view name, std
 }
 
 std::string OVNBundle::description() const { return "OVNBundle <" + path_ + ">"; }
+
+std::optional<std::string> OVNBundle::stringsTablePath(std::string_view table) const {
+  const std::string file = std::string(table.empty() ? "Localizable" : table) + ".strings";
+  std::error_code error;
+  const auto existing = [&](const std::string& path) -> std::optional<std::string> {
+    if (fs::is_regular_file(path, error)) return path;
+    return std::nullopt;
+  };
+  if (auto direct = existing(path_ + "/" + file)) return direct;
+  std::vector<std::string> languages;
+  for (const std::string& tag : OVNLocale::preferredLanguages()) {
+    languages.push_back(tag);
+    if (auto dash = tag.find('-'); dash != std::string::npos) languages.push_back(tag.substr(0, dash));
+  }
+  languages.push_back("Base");
+  languages.push_back("en");
+  for (const std::string& language : languages) {
+    if (auto path = existing(path_ + "/" + language + ".lproj/" + file)) return path;
+  }
+  return std::nullopt;
+}
+
+std::string OVNBundle::localizedStringForKey(std::string_view key, std::string_view value,
+                                             std::string_view table) const {
+  const std::string fallback(value.empty() ? key : value);
+  const std::optional<std::string> path = stringsTablePath(table);
+  if (!path) return fallback;
+  std::lock_guard<std::mutex> guard(lock_);
+  auto found = tables_.find(*path);
+  if (found == tables_.end()) {
+    found = tables_.emplace(*path, OVNStringsFile::readFile(*path).value_or(OVNStringsFile::Table{})).first;
+  }
+  const auto entry = found->second.find(std::string(key));
+  return entry == found->second.end() ? fallback : entry->second;
+}
+
+std::optional<std::string> OVNBundle::libraryDirectory() {
+  Dl_info info{};
+  if (!dladdr(reinterpret_cast<const void*>(&OVNBundle::libraryDirectory), &info) || !info.dli_fname) {
+    return std::nullopt;
+  }
+  std::error_code error;
+  const fs::path library = fs::weakly_canonical(info.dli_fname, error);
+  if (error) return std::nullopt;
+  return library.parent_path().string();
+}

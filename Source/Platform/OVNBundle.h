@@ -9,6 +9,7 @@
 // Missing results: objectForInfoDictionaryKey gives a missing value, bundleIdentifier and
 // pathForResource give nullopt, bundleWithPath gives null for a path that is no directory.
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -53,9 +54,23 @@ class OVNBundle : public OVNObject {
   std::optional<std::string> pathForResource(std::string_view name, std::string_view type,
                                              std::string_view directory = {}) const;
 
+  //! The text for `key` in the string table `table` ("Localizable" when empty): from
+  //! `<table>.strings` directly in this bundle (a language directory is a strings bundle
+  //! of its own), else from the first `<language>.lproj/<table>.strings` found for the
+  //! preferred languages (full tag, then the bare language), then "Base.lproj" and
+  //! "en.lproj". A key no table has gives `value` when that is not empty, else the key.
+  //! Tables are read once per file and kept.
+  std::string localizedStringForKey(std::string_view key, std::string_view value = {},
+                                    std::string_view table = {}) const;
+
+  //! The directory of the file holding this library (the shared object), if it can be told.
+  static std::optional<std::string> libraryDirectory();
+
   std::string description() const override;
 
  private:
+  //! The table file the lookup reads, if any.
+  std::optional<std::string> stringsTablePath(std::string_view table) const;
   //! Loads the dictionary on first use; call with lock_ held.
   const OVNDictionaryRef& loadedInfo() const;
   OVNDictionaryRef withExecutableName(OVNDictionaryRef dictionary) const;
@@ -64,4 +79,6 @@ class OVNBundle : public OVNObject {
   bool isMain_;
   mutable std::mutex lock_;
   mutable OVNDictionaryRef info_;  // null until first read
+  // Read string tables by file path (an unreadable file is kept as an empty table).
+  mutable std::map<std::string, std::map<std::string, std::string>, std::less<>> tables_;
 };

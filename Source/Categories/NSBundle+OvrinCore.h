@@ -1,0 +1,37 @@
+#pragma once
+// The library's resource bundle ("Ovrin.bundle"), its localized-strings bundle and
+// `OVNLocalizedString`. The resource bundle is looked for, in this order, beside the
+// executable (the main bundle), beside the OvrinCore library, and in the installed data
+// directory (<prefix>/share/OvrinCore).
+//
+// Threads: any. `ovrinBundle` and `ovrinStringsBundle` are chosen once, on first call, and
+// kept for the life of the process.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/OVNBundle.h"
+
+//! The resource bundle, or null when none of the places holds one.
+OVNBundleRef ovrinBundle();
+
+//! The "<language>.lproj" directory of the resource bundle for the user's preferred
+//! languages (`ovn_stringsBundleForLanguages` with `OVNLocale::preferredLanguages()` at the
+//! first call), or null.
+OVNBundleRef ovrinStringsBundle();
+
+//! The choice `ovrinStringsBundle` makes, for any languages: for each tag in order, the
+//! directory named after the tag, else (for a tag of exactly two parts split at "-") the
+//! one named after its language; the first that exists wins. Null when none does.
+OVNBundleRef ovn_stringsBundleForLanguages(const OVNBundle& resourceBundle, const std::vector<std::string>& languages);
+
+//! The bundle's "CFBundleShortVersionString" and "CFBundleVersion" entries.
+std::optional<std::string> ovn_appVersion(const OVNBundle& bundle);
+std::optional<std::string> ovn_appBuild(const OVNBundle& bundle);
+
+//! The library's text for `key`: from the "Localizable" table of the strings bundle (the
+//! key itself when that table lacks it), else, without a strings bundle, from the main
+//! bundle's table (again the key itself when missing).
+std::string OVNLocalizedString(std::string_view key);

@@ -1,0 +1,31 @@
+#pragma once
+// Running callbacks later: on the main queue after a delay (cancellable), on the main queue
+// while the caller waits, or on the background queue.
+//
+// Threads: any thread may schedule and cancel. Delayed and main-thread callbacks run on the
+// main queue (drained by OVNRunLoop::main()); background callbacks on the global queue of
+// background quality of service.
+
+#include <functional>
+
+//! The handle of a delayed callback: called with true it cancels the callback; the main
+//! queue calls it with false when the delay has passed, which runs the callback unless it
+//! was cancelled. The cancelled flag is shared by every copy of the handle.
+using OVNCancelableBlock = std::function<void(bool cancel)>;
+
+//! Schedules `block` on the main queue after `delay` seconds (0 still runs it later, after
+//! the main queue's current work) and returns its handle for `ovn_cancelBlock`.
+OVNCancelableBlock ovn_performBlock(std::function<void()> block, double delay);
+
+//! Cancels a delayed callback: when its time comes nothing runs. Cancelling after it ran,
+//! or an empty handle, has no effect. Cancel from the main thread to be sure to win a race
+//! with the callback's start.
+void ovn_cancelBlock(const OVNCancelableBlock& handle);
+
+//! Runs `block` on the main queue and returns when it has run. Calling it from the main
+//! thread would deadlock, so it throws OVNException (NSInternalInconsistencyException)
+//! instead and the block does not run.
+void ovn_performBlockOnMainThread(const std::function<void()>& block);
+
+//! Submits `block` to the background global queue and returns at once.
+void ovn_performBlockInBackground(std::function<void()> block);
