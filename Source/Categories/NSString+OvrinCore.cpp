@@ -74,8 +74,16 @@ OVNRange ovn_rangeOfString(std::string_view receiver, std::string_view s) {
   // Byte search is literal search: UTF-8 sequences cannot start inside one another.
   const std::size_t found = s.empty() ? std::string_view::npos : receiver.find(s);
   if (found == std::string_view::npos) return OVNRange{};
-  const std::size_t location = OVNString::length(receiver.substr(0, found + s.size()));
-  return OVNMakeRange(location, OVNString::length(receiver) - location);
+  // UTF-16 units up to the end of the occurrence, counted over the whole receiver: a
+  // malformed needle may end inside a character, which then counts whole.
+  const std::size_t end = found + s.size();
+  std::size_t location = 0, total = 0;
+  for (std::size_t i = 0; i < receiver.size();) {
+    const bool before = i < end;
+    total += OVNString::nextCodePoint(receiver, i) >= 0x10000 ? 2 : 1;
+    if (before) location = total;
+  }
+  return OVNMakeRange(location, total - location);
 }
 
 bool ovn_matchesPattern(std::string_view receiver, std::string_view pattern, OVNRegularExpressionOptions options) {

@@ -58,6 +58,8 @@ TEST(NSStringOvrinCoreTest, SearchesLiterally) {
   EXPECT_EQ(ovn_rangeOfString("abab", "ab"), OVNMakeRange(2, 2));
   EXPECT_EQ(ovn_rangeOfString("xxabyy", "ba"), (OVNRange{OVNNotFound, 0}));
   EXPECT_FALSE(ovn_rangeOfString("xx", "").found());
+  // A needle ending inside a character takes the whole character.
+  EXPECT_EQ(ovn_rangeOfString(kEmoji + "a", kEmoji.substr(0, 3)), OVNMakeRange(2, 1));
 
   EXPECT_TRUE(ovn_matchesPattern("wind 12 km", "\\d+", 0));
   EXPECT_FALSE(ovn_matchesPattern("WIND", "wind", 0));
