@@ -15,12 +15,15 @@ inline constexpr std::string_view OVNUnderlyingErrorKey = "NSUnderlyingError";
 inline constexpr std::string_view OVNLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 //! Extra detail the platform's readers put beside the description (for example a position).
 inline constexpr std::string_view OVNDebugDescriptionErrorKey = "NSDebugDescription";
+//! The value that was refused (for example a regular-expression pattern).
+inline constexpr std::string_view OVNInvalidValueKey = "NSInvalidValue";
 
 //! The platform's general error domain and the codes its data readers and writers use.
 inline constexpr std::string_view OVNCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::int64_t OVNFileReadNoSuchFileError = 260;
 inline constexpr std::int64_t OVNFileReadUnknownError = 256;
 inline constexpr std::int64_t OVNFileWriteUnknownError = 512;
+inline constexpr std::int64_t OVNFormattingError = 2048;  // a value in the wrong format (an invalid pattern)
 inline constexpr std::int64_t OVNPropertyListReadCorruptError = 3840;  // also malformed JSON
 inline constexpr std::int64_t OVNPropertyListWriteInvalidError = 3852;  // also invalid JSON values
 inline constexpr std::int64_t OVNCoderReadCorruptError = 4864;

@@ -26,10 +26,14 @@
 #include "Platform/OVNClass.h"
 #include "Platform/OVNPropertyTraits.h"
 
-#define OVN_CLASS(Name, Base)                                                 \
+#define OVN_CLASS(Name, Base) OVN_CLASS_NAMED(Name, Base, #Name)
+
+// As OVN_CLASS, for a class known by another name at run time (the platform classes the
+// library re-creates keep the platform's names: OVNURL is "NSURL").
+#define OVN_CLASS_NAMED(Name, Base, RuntimeName)                              \
  public:                                                                      \
   using OVNSuper = Base;                                                      \
-  static constexpr std::string_view ovnClassName = #Name;                     \
+  static constexpr std::string_view ovnClassName = RuntimeName;               \
   static const ::OVNClass& classObject();                                     \
   const ::OVNClass& objectClass() const override { return classObject(); }    \
                                                                               \

@@ -33,11 +33,6 @@ inline constexpr OVNRegularExpressionOptions OVNRegularExpressionAnchorsMatchLin
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionUseUnixLineSeparators = 1 << 5;
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionUseUnicodeWordBoundaries = 1 << 6;
 
-//! The platform's code for a value in the wrong format (an invalid pattern), in
-//! OVNCocoaErrorDomain.
-inline constexpr std::int64_t OVNFormattingError = 2048;
-//! User-information key of the value that was refused (the pattern).
-inline constexpr std::string_view OVNInvalidValueKey = "NSInvalidValue";
 
 //! Gives the replacement text of one match: the match's result and its text.
 using OVNRegularExpressionReplacement =

@@ -26,12 +26,7 @@ class OVNURIReference;
 }
 
 class OVNURL : public OVNObject {
-  // OVN_CLASS(OVNURL, OVNObject), written out to give the class the platform's name.
- public:
-  using OVNSuper = OVNObject;
-  static constexpr std::string_view ovnClassName = "NSURL";
-  static const OVNClass& classObject();
-  const OVNClass& objectClass() const override { return classObject(); }
+  OVN_CLASS_NAMED(OVNURL, OVNObject, "NSURL")
 
  private:
   struct Key {

@@ -26,12 +26,9 @@
 class OVNURL;
 
 class OVNURLComponents : public OVNObject {
-  // OVN_CLASS(OVNURLComponents, OVNObject), written out to give the class the platform's name.
+  OVN_CLASS_NAMED(OVNURLComponents, OVNObject, "NSURLComponents")
+
  public:
-  using OVNSuper = OVNObject;
-  static constexpr std::string_view ovnClassName = "NSURLComponents";
-  static const OVNClass& classObject();
-  const OVNClass& objectClass() const override { return classObject(); }
 
   //! Empty components (every part absent, empty path).
   OVNURLComponents() = default;
