@@ -1,0 +1,8 @@
+#pragma once
+// In-place helpers for mutable arrays. Not synchronised.
+
+#include "Platform/OVNArray.h"
+
+//! Reverses the array in place by swapping the first and last, the second and
+//! second-to-last, and so on. An immutable array is a programming error (it throws).
+void ovn_reverse(const OVNArrayRef& mutableArray);
