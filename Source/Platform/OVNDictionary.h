@@ -13,10 +13,11 @@
 #include <vector>
 
 #include "Platform/OVNValue.h"
+#include "Platform/OVNDictionaryStorage.h"
 
 class OVNDictionary {
  public:
-  using Storage = std::map<std::string, OVNValue, std::less<>>;
+  using Storage = OVNDictionaryStorage;
 
   explicit OVNDictionary(bool isMutable = true) : mutable_(isMutable) {}
   OVNDictionary(Storage entries, bool isMutable) : entries_(std::move(entries)), mutable_(isMutable) {}

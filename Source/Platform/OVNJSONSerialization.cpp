@@ -83,12 +83,11 @@ class ValueBuilder {
   }
 
   OVNValue buildDictionary(simdjson::dom::object object) const {
-    OVNDictionary::Storage entries;
-    for (simdjson::dom::key_value_pair field : object) {
-      // A repeated key keeps its last value.
-      entries.insert_or_assign(std::string(field.key), build(field.value));
-    }
-    return OVNValue(std::make_shared<OVNDictionary>(std::move(entries), mutable_));
+    std::vector<OVNDictionary::Storage::value_type> entries;
+    entries.reserve(object.size());
+    for (simdjson::dom::key_value_pair field : object) entries.emplace_back(field.key, build(field.value));
+    // Sorted once; a repeated key keeps its last value.
+    return OVNValue(std::make_shared<OVNDictionary>(OVNDictionary::Storage::fromUnsorted(std::move(entries)), mutable_));
   }
 
   bool mutable_;
