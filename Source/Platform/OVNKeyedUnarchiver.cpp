@@ -26,7 +26,6 @@ using namespace ovn::detail;
 
 namespace {
 using ClassList = std::vector<const OVNClass*>;
-const ClassList kNoClasses;
 }  // namespace
 
 struct OVNKeyedUnarchiver::Impl {
@@ -50,6 +49,7 @@ struct OVNKeyedUnarchiver::Impl {
     OVNValue value;
     const OVNClass* cls = nullptr;
     ClassList classes;
+    std::uint64_t size = 1;  // values it expands to, counting a shared one at each place
   };
   std::unordered_map<std::uint64_t, Entry> decoded;
   std::unordered_set<std::uint64_t> active;  // being decoded: meeting one again is a cycle
@@ -155,8 +155,10 @@ class OVNKeyedUnarchiver::Decoder {
       Visit visit(s_, ref);
       ok = entry(s_.objects->at(ref), allowed, expected, out);
     }
-    if (ok) s_.decoded.emplace(ref, out);
-    return ok;
+    if (!ok) return false;
+    if (out.size > kArchiveMaxExpandedValues) return fail("shared references expand to too many values");
+    s_.decoded.emplace(ref, out);
+    return true;
   }
 
   bool entry(const OVNValue& stored, const ClassList* allowed, const ClassList* expected, Entry& out) {
@@ -201,7 +203,7 @@ class OVNKeyedUnarchiver::Decoder {
   }
 
   bool members(const OVNDictionary& fields, std::string_view listKey, const ClassList* allowed,
-               std::vector<OVNValue>& result, ClassList& classes) {
+               std::vector<OVNValue>& result, Entry& owner) {
     const OVNArray* list = fields.objectForKey(listKey).array().get();
     if (!list) return fail("a collection has no member list");
     result.reserve(list->count());
@@ -211,7 +213,10 @@ class OVNKeyedUnarchiver::Decoder {
       Entry member;
       if (!uid(*ref, allowed, nullptr, member)) return false;
       result.push_back(std::move(member.value));
-      merge(classes, member.classes);
+      merge(owner.classes, member.classes);
+      owner.size = std::min(owner.size + member.size, kArchiveMaxExpandedValues + 1);
+      // Checked before the container is built: filling a set compares members in full.
+      if (owner.size > kArchiveMaxExpandedValues) return fail("shared references expand to too many values");
     }
     return true;
   }
@@ -229,19 +234,19 @@ class OVNKeyedUnarchiver::Decoder {
     switch (kind) {
       case OVNValueKind::Array: {
         std::vector<OVNValue> list;
-        if (!members(fields, kMembersKey, allowed, list, out.classes)) return false;
+        if (!members(fields, kMembersKey, allowed, list, out)) return false;
         out.value = std::make_shared<OVNArray>(std::move(list), isMutable);
         return true;
       }
       case OVNValueKind::Set: {
         std::vector<OVNValue> list;
-        if (!members(fields, kMembersKey, allowed, list, out.classes)) return false;
+        if (!members(fields, kMembersKey, allowed, list, out)) return false;
         out.value = std::make_shared<OVNSet>(OVNSet::Storage(list.begin(), list.end()), isMutable);
         return true;
       }
       case OVNValueKind::OrderedSet: {
         std::vector<OVNValue> list;
-        if (!members(fields, kMembersKey, allowed, list, out.classes)) return false;
+        if (!members(fields, kMembersKey, allowed, list, out)) return false;
         auto set = std::make_shared<OVNOrderedSet>(true);
         for (OVNValue& member : list) set->add(std::move(member));
         out.value = isMutable ? set : set->copy();
@@ -249,8 +254,8 @@ class OVNKeyedUnarchiver::Decoder {
       }
       case OVNValueKind::Dictionary: {
         std::vector<OVNValue> keys, list;
-        if (!members(fields, kKeysKey, allowed, keys, out.classes) ||
-            !members(fields, kMembersKey, allowed, list, out.classes)) {
+        if (!members(fields, kKeysKey, allowed, keys, out) ||
+            !members(fields, kMembersKey, allowed, list, out)) {
           return false;
         }
         if (keys.size() != list.size()) return fail("a dictionary has different numbers of keys and values");

@@ -1,7 +1,10 @@
 #include "Platform/OVNPropertyListSerialization.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "Platform/OVNArray.h"
@@ -23,61 +26,91 @@ void report(std::shared_ptr<OVNError>* error, std::int64_t code, const std::stri
                            {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
 }
 
-// Why `value` cannot be written in `format`, or nothing when it can. `ancestors` holds the
-// containers being walked, to refuse one that contains itself.
-std::optional<std::string> invalidity(const OVNValue& value, int format, int depth,
-                                      std::vector<const void*>& ancestors) {
-  const bool openStep = format == OVNPropertyListOpenStepFormat;
-  auto badText = [&](const std::string& text) -> std::optional<std::string> {
-    if (!OVNString::isValidUTF8(text)) return "a string is not valid UTF-8";
-    if (format == OVNPropertyListXMLFormat_v1_0 && text.find('\0') != std::string::npos) {
+// Why a value cannot be written in a format. Containers are visited once each (a value
+// may share them many times over); for XML, which writes every reference out in full,
+// the expanded size is counted too.
+class ValidityCheck {
+ public:
+  explicit ValidityCheck(int format) : format_(format) {}
+
+  std::optional<std::string> problem(const OVNValue& value) {
+    std::uint64_t size = 0;
+    return check(value, 0, size);
+  }
+
+ private:
+  std::optional<std::string> text(const std::string& value) const {
+    if (!OVNString::isValidUTF8(value)) return "a string is not valid UTF-8";
+    if (format_ == OVNPropertyListXMLFormat_v1_0 && value.find('\0') != std::string::npos) {
       return "XML cannot hold a string with a NUL character";
     }
     return std::nullopt;
-  };
-  auto withinContainer = [&](const void* container, auto&& members) -> std::optional<std::string> {
+  }
+
+  template <class Members>
+  std::optional<std::string> container(const void* identity, int depth, std::uint64_t& size, Members&& members) {
+    if (auto it = sizes_.find(identity); it != sizes_.end()) {
+      size = it->second;
+      return std::nullopt;
+    }
     if (depth >= ovn::detail::kPropertyListMaxDepth) {
       return OVNFormat("containers are nested more than %d levels deep", ovn::detail::kPropertyListMaxDepth);
     }
-    for (const void* ancestor : ancestors) {
-      if (ancestor == container) return std::string("a container contains itself");
+    if (!active_.insert(identity).second) return std::string("a container contains itself");
+    size = 1;
+    std::optional<std::string> problem = members(size);
+    active_.erase(identity);
+    if (!problem && format_ == OVNPropertyListXMLFormat_v1_0 && size > ovn::detail::kPropertyListMaxXMLValues) {
+      problem = OVNFormat("XML would write shared containers out to more than %llu values",
+                          static_cast<unsigned long long>(ovn::detail::kPropertyListMaxXMLValues));
     }
-    ancestors.push_back(container);
-    std::optional<std::string> problem = members();
-    ancestors.pop_back();
+    if (!problem) sizes_.emplace(identity, size);
     return problem;
-  };
-  switch (value.kind()) {
-    case OVNValueKind::String: return badText(*value.string());
-    case OVNValueKind::Data: return std::nullopt;
-    case OVNValueKind::Number:
-    case OVNValueKind::Date:
-      if (!openStep) return std::nullopt;
-      break;
-    case OVNValueKind::Array: {
-      const OVNArray& array = *value.array();
-      return withinContainer(&array, [&]() -> std::optional<std::string> {
-        for (const OVNValue& member : array) {
-          if (auto problem = invalidity(member, format, depth + 1, ancestors)) return problem;
-        }
-        return std::nullopt;
-      });
-    }
-    case OVNValueKind::Dictionary: {
-      const OVNDictionary& dictionary = *value.dictionary();
-      return withinContainer(&dictionary, [&]() -> std::optional<std::string> {
-        for (const auto& [key, member] : dictionary) {
-          if (auto problem = badText(key)) return problem;
-          if (auto problem = invalidity(member, format, depth + 1, ancestors)) return problem;
-        }
-        return std::nullopt;
-      });
-    }
-    case OVNValueKind::Missing: return std::string("property lists cannot contain missing values (nil)");
-    default: break;
   }
-  return OVNFormat("property lists cannot contain objects of type '%@'", value.className());
-}
+
+  std::optional<std::string> check(const OVNValue& value, int depth, std::uint64_t& size) {
+    size = 1;
+    const bool openStep = format_ == OVNPropertyListOpenStepFormat;
+    switch (value.kind()) {
+      case OVNValueKind::String: return text(*value.string());
+      case OVNValueKind::Data: return std::nullopt;
+      case OVNValueKind::Number:
+      case OVNValueKind::Date:
+        if (!openStep) return std::nullopt;
+        break;
+      case OVNValueKind::Array: {
+        const OVNArray& array = *value.array();
+        return container(&array, depth, size, [&](std::uint64_t& total) -> std::optional<std::string> {
+          for (const OVNValue& member : array) {
+            std::uint64_t memberSize = 0;
+            if (auto problem = check(member, depth + 1, memberSize)) return problem;
+            total = std::min(total + memberSize, ovn::detail::kPropertyListMaxXMLValues + 1);
+          }
+          return std::nullopt;
+        });
+      }
+      case OVNValueKind::Dictionary: {
+        const OVNDictionary& dictionary = *value.dictionary();
+        return container(&dictionary, depth, size, [&](std::uint64_t& total) -> std::optional<std::string> {
+          for (const auto& [key, member] : dictionary) {
+            std::uint64_t memberSize = 0;
+            if (auto problem = text(key)) return problem;
+            if (auto problem = check(member, depth + 1, memberSize)) return problem;
+            total = std::min(total + memberSize + 1, ovn::detail::kPropertyListMaxXMLValues + 1);
+          }
+          return std::nullopt;
+        });
+      }
+      case OVNValueKind::Missing: return std::string("property lists cannot contain missing values (nil)");
+      default: break;
+    }
+    return OVNFormat("property lists cannot contain objects of type '%@'", value.className());
+  }
+
+  int format_;
+  std::unordered_set<const void*> active_;                  // being walked: meeting one again is a cycle
+  std::unordered_map<const void*, std::uint64_t> sizes_;  // found valid, with their expanded sizes
+};
 
 bool startsLikeXML(std::string_view bytes) {
   if (bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);  // UTF-8 byte-order mark
@@ -126,8 +159,7 @@ OVNDataRef OVNPropertyListSerialization::dataWithPropertyList(const OVNValue& pl
     return refuse(format == OVNPropertyListOpenStepFormat ? "the OpenStep format cannot be written"
                                                           : "unknown format");
   }
-  std::vector<const void*> ancestors;
-  if (auto problem = invalidity(plist, format, 0, ancestors)) return refuse(*problem);
+  if (auto problem = ValidityCheck(format).problem(plist)) return refuse(*problem);
   auto bytes = format == OVNPropertyListBinaryFormat_v1_0 ? ovn::detail::writeBinaryPropertyList(plist)
                                                           : ovn::detail::writeXMLPropertyList(plist);
   if (!bytes) return refuse("the writer failed");
@@ -139,6 +171,5 @@ bool OVNPropertyListSerialization::propertyList(const OVNValue& plist, int forma
       format != OVNPropertyListBinaryFormat_v1_0) {
     return false;
   }
-  std::vector<const void*> ancestors;
-  return !invalidity(plist, format, 0, ancestors).has_value();
+  return !ValidityCheck(format).problem(plist).has_value();
 }

@@ -487,6 +487,19 @@ TEST(OVNKeyedArchiverTest, CorruptArchivesAreRefused) {
   }
 }
 
+TEST(OVNKeyedArchiverTest, SharingCannotAmplifyWork) {
+  // Archived once per level, but 2^21 values once expanded: sets and equality would pay that.
+  OVNValue shared = "leaf";
+  for (int i = 0; i < 21; ++i) shared = OVNValue::array({shared, shared});
+  OVNDataRef data = OVNKeyedArchiver::archivedDataWithRootObject(shared, true, nullptr);
+  ASSERT_TRUE(data);
+  std::shared_ptr<OVNError> error;
+  EXPECT_TRUE(
+      OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSString")}, *data, &error).isMissing());
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->localizedDescription().find("expand"), std::string::npos);
+}
+
 TEST(OVNKeyedArchiverTest, DeepNestingIsRefusedNotFollowed) {
   OVNValue nested = "core";
   for (int i = 0; i < 300; ++i) nested = OVNValue::array({nested});

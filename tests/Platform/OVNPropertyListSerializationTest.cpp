@@ -285,6 +285,25 @@ TEST(OVNPropertyListSerializationTest, CorruptBinaryInputGivesAnError) {
   expectCorrupt(deep, "nested too deeply");
 }
 
+TEST(OVNPropertyListSerializationTest, SharingCannotAmplifyWork) {
+  // Forty levels, each array holding the next one twice: 2^40 values once expanded.
+  std::vector<Bytes> chain;
+  for (int i = 1; i <= 40; ++i) chain.push_back({0xA2, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i)});
+  chain.push_back({0x51, 'a'});
+  expectCorrupt(binaryWithObjects(chain), "expand");
+
+  // Writing: the binary form shares, XML would write 2^21 leaves out in full.
+  OVNValue shared = "leaf";
+  for (int i = 0; i < 21; ++i) shared = OVNValue::array({shared, shared});
+  OVNDataRef binary = write(shared, OVNPropertyListBinaryFormat_v1_0);
+  ASSERT_TRUE(binary);
+  EXPECT_LT(binary->length(), 1000u);
+  std::shared_ptr<OVNError> error;
+  EXPECT_FALSE(write(shared, OVNPropertyListXMLFormat_v1_0, &error));
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->localizedDescription().find("more than"), std::string::npos);
+}
+
 TEST(OVNPropertyListSerializationTest, CorruptXMLInputGivesAnError) {
   expectCorrupt(Bytes{'h', 'e', 'l', 'l', 'o'}, "neither");
   const char* broken[] = {

@@ -1,5 +1,6 @@
 #include "Platform/detail/OVNArchiveBinaryPlist.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <map>
@@ -69,7 +70,8 @@ class BinaryReader {
 
   OVNValue run(std::string* failure) {
     OVNValue result;
-    if (!readTrailer() || !object(topObject_, 0, result)) {
+    std::uint64_t size = 0;
+    if (!readTrailer() || !object(topObject_, 0, result, size)) {
       if (failure) *failure = failure_;
       return {};
     }
@@ -120,19 +122,24 @@ class BinaryReader {
     return pos <= end_ && units <= (end_ - pos) / unitSize;
   }
 
-  bool object(std::uint64_t index, int depth, OVNValue& out) {
+  // The object at `index`, and in `size` how many values it expands to.
+  bool object(std::uint64_t index, int depth, OVNValue& out, std::uint64_t& size) {
     if (auto it = done_.find(index); it != done_.end()) {
-      out = it->second;
+      out = it->second.value;
+      size = it->second.size;
       return true;
     }
     if (!active_.insert(index).second) return fail("an object contains itself");
-    const bool ok = parse(index, depth, out);
+    size = 1;
+    const bool ok = parse(index, depth, out, size);
     active_.erase(index);
-    if (ok) done_.emplace(index, out);
-    return ok;
+    if (!ok) return false;
+    if (size > kPropertyListMaxExpandedValues) return fail("shared references expand to too many values");
+    done_.emplace(index, Parsed{out, size});
+    return true;
   }
 
-  bool parse(std::uint64_t index, int depth, OVNValue& out) {
+  bool parse(std::uint64_t index, int depth, OVNValue& out, std::uint64_t& size) {
     const std::uint64_t offset = readBigEndian(data_ + tableOffset_ + index * offsetSize_, offsetSize_);
     if (offset < kMagic.size() || offset >= end_) return fail("object " + std::to_string(index) + " lies outside the data");
     std::size_t pos = static_cast<std::size_t>(offset);
@@ -194,8 +201,8 @@ class BinaryReader {
         out = archiveUID(readBigEndian(data_ + pos, n));
         return true;
       }
-      case 0xA: return array(pos, info, depth, out);
-      case 0xD: return dictionary(pos, info, depth, out);
+      case 0xA: return array(pos, info, depth, out, size);
+      case 0xD: return dictionary(pos, info, depth, out, size);
       default: return fail("object " + std::to_string(index) + " has an unsupported type");
     }
   }
@@ -254,7 +261,11 @@ class BinaryReader {
     return true;
   }
 
-  bool array(std::size_t pos, unsigned info, int depth, OVNValue& out) {
+  static void grow(std::uint64_t& size, std::uint64_t by) {
+    size = std::min(size + by, kPropertyListMaxExpandedValues + 1);  // saturates: never wraps
+  }
+
+  bool array(std::size_t pos, unsigned info, int depth, OVNValue& out, std::uint64_t& size) {
     if (depth >= kPropertyListMaxDepth) return fail("containers are nested too deeply");
     std::uint64_t n;
     if (!count(pos, info, n)) return false;
@@ -262,16 +273,17 @@ class BinaryReader {
     std::vector<OVNValue> members;
     members.reserve(n);
     for (std::uint64_t i = 0; i < n; ++i) {
-      std::uint64_t ref;
+      std::uint64_t ref, memberSize;
       OVNValue member;
-      if (!reference(pos + i * refSize_, ref) || !object(ref, depth + 1, member)) return false;
+      if (!reference(pos + i * refSize_, ref) || !object(ref, depth + 1, member, memberSize)) return false;
+      grow(size, memberSize);
       members.push_back(std::move(member));
     }
     out = OVNValue(std::make_shared<OVNArray>(std::move(members), mutable_));
     return true;
   }
 
-  bool dictionary(std::size_t pos, unsigned info, int depth, OVNValue& out) {
+  bool dictionary(std::size_t pos, unsigned info, int depth, OVNValue& out, std::uint64_t& size) {
     if (depth >= kPropertyListMaxDepth) return fail("containers are nested too deeply");
     std::uint64_t n;
     if (!count(pos, info, n)) return false;
@@ -280,11 +292,12 @@ class BinaryReader {
     }
     OVNDictionary::Storage entries;
     for (std::uint64_t i = 0; i < n; ++i) {
-      std::uint64_t keyRef, valueRef;
+      std::uint64_t keyRef, valueRef, keySize, valueSize;
       OVNValue key, value;
-      if (!reference(pos + i * refSize_, keyRef) || !object(keyRef, depth + 1, key)) return false;
+      if (!reference(pos + i * refSize_, keyRef) || !object(keyRef, depth + 1, key, keySize)) return false;
       if (!key.isString()) return fail("a dictionary key is not a string");
-      if (!reference(pos + (n + i) * refSize_, valueRef) || !object(valueRef, depth + 1, value)) return false;
+      if (!reference(pos + (n + i) * refSize_, valueRef) || !object(valueRef, depth + 1, value, valueSize)) return false;
+      grow(size, keySize + valueSize);
       entries.insert_or_assign(*key.string(), std::move(value));
     }
     out = OVNValue(std::make_shared<OVNDictionary>(std::move(entries), mutable_));
@@ -300,7 +313,11 @@ class BinaryReader {
   std::uint64_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   std::uint64_t tableOffset_ = 0;
-  std::unordered_map<std::uint64_t, OVNValue> done_;
+  struct Parsed {
+    OVNValue value;
+    std::uint64_t size;
+  };
+  std::unordered_map<std::uint64_t, Parsed> done_;
   std::unordered_set<std::uint64_t> active_;
   std::string failure_;
 };

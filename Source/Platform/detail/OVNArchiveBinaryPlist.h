@@ -24,6 +24,12 @@ namespace ovn::detail {
 inline constexpr int kPropertyListMaxDepth = 512;
 //! Inputs larger than this are refused before any parsing.
 inline constexpr std::size_t kPropertyListMaxBytes = std::size_t{1} << 28;
+//! A binary property list whose shared references would expand to more values than this
+//! (counting a shared container at each place it appears) is refused: everything that
+//! walks a value (equality, descriptions, XML) pays the expanded size.
+inline constexpr std::uint64_t kPropertyListMaxExpandedValues = std::uint64_t{1} << 24;
+//! XML writes shared containers out in full; a value expanding beyond this is refused.
+inline constexpr std::uint64_t kPropertyListMaxXMLValues = std::uint64_t{1} << 20;
 
 inline constexpr std::string_view kArchiveUIDKey = "CF$UID";
 //! {"CF$UID": uid}.
@@ -36,7 +42,8 @@ bool looksLikeBinaryPropertyList(std::string_view bytes);
 
 //! The value, or missing with the reason in `failure`. Shared references in the file stay
 //! shared in the result (containers too, mutable or not), so the work is bounded by the
-//! file's size; a reference cycle is refused.
+//! file's size; a reference cycle, and sharing that expands beyond
+//! kPropertyListMaxExpandedValues, are refused.
 OVNValue readBinaryPropertyList(std::string_view bytes, bool mutableContainers, std::string* failure);
 
 //! The bytes of a value that OVNPropertyListSerialization has already found valid: strings

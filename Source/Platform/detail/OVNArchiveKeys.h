@@ -28,6 +28,10 @@ inline constexpr std::string_view kBytesKey = "NS.bytes";
 
 //! Objects nested deeper than this (through references) are refused when unarchiving.
 inline constexpr int kArchiveMaxDepth = 256;
+//! A decoded value whose shared references would expand to more values than this
+//! (counting a shared container at each place it appears) is refused: equality, hashing
+//! into sets and descriptions all walk the expanded value.
+inline constexpr std::uint64_t kArchiveMaxExpandedValues = std::uint64_t{1} << 20;
 
 //! A caller's key as stored: keys beginning with "$" get one more "$", so that they never
 //! collide with the archive's own entries such as "$class".
