@@ -49,9 +49,9 @@ class FuzzPlace : public OVNObject {
 OVN_PROPERTIES(FuzzPlace, name, latitude, elevation, coastal, parent, extra)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::vector<const OVNClass*> allowed = {
-      OVNClass::named("NSArray"), OVNClass::named("NSDictionary"), OVNClass::named("NSString"),
-      OVNClass::named("NSNumber"), &FuzzPlace::classObject()};
+  static const std::vector<const OVNClass*> allowed = {OVNClass::named("NSArray"), OVNClass::named("NSDictionary"),
+                                                       OVNClass::named("NSString"), OVNClass::named("NSNumber"),
+                                                       &FuzzPlace::classObject()};
   const OVNData bytes(std::vector<std::uint8_t>(data, data + size));
 
   std::shared_ptr<OVNError> error;

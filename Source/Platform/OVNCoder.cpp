@@ -9,9 +9,9 @@ OVN_PROPERTIES(OVNCoder, requiresSecureCoding, allowsKeyedCoding)
 OVNCoder::~OVNCoder() = default;
 
 void OVNCoder::unsupported(std::string_view selector) const {
-  OVNException::raise(OVNInvalidArgumentException,
-                      OVNFormat("*** -%@ only defined for abstract class. Define -[%@ %@]!", selector, className(),
-                                selector));
+  OVNException::raise(
+      OVNInvalidArgumentException,
+      OVNFormat("*** -%@ only defined for abstract class. Define -[%@ %@]!", selector, className(), selector));
 }
 
 void OVNCoder::encodeObject(const OVNValue&, std::string_view) { unsupported("encodeObject:forKey:"); }

@@ -75,7 +75,8 @@ class OVNKeyedArchiver::Encoder {
 
   std::optional<std::uint64_t> encode(const OVNValue& value, std::string_view key) {
     switch (value.kind()) {
-      case OVNValueKind::Missing: return 0;
+      case OVNValueKind::Missing:
+        return 0;
       case OVNValueKind::Null:
         if (!s_.null) s_.null = add(objectOf(registeredClass("NSNull")));
         return s_.null;
@@ -109,7 +110,8 @@ class OVNKeyedArchiver::Encoder {
         }
         return it->second;
       }
-      case OVNValueKind::Data: return shared(value, value.data().get(), [&](std::uint64_t) { return value; });
+      case OVNValueKind::Data:
+        return shared(value, value.data().get(), [&](std::uint64_t) { return value; });
       case OVNValueKind::Boxed: {
         const OVNBoxedValue& boxed = *value.boxed();
         return shared(value, &boxed, [&](std::uint64_t) -> std::optional<OVNValue> {
@@ -121,14 +123,18 @@ class OVNKeyedArchiver::Encoder {
           return OVNValue(fields);
         });
       }
-      case OVNValueKind::Array: return collection(value, value.array().get(), value.array()->members(), key);
+      case OVNValueKind::Array:
+        return collection(value, value.array().get(), value.array()->members(), key);
       case OVNValueKind::Set: {
         const OVNSet& set = *value.set();
         return collection(value, &set, std::vector<OVNValue>(set.begin(), set.end()), key);
       }
-      case OVNValueKind::OrderedSet: return collection(value, value.orderedSet().get(), value.orderedSet()->members(), key);
-      case OVNValueKind::Dictionary: return dictionary(value, key);
-      case OVNValueKind::Object: return object(value, key);
+      case OVNValueKind::OrderedSet:
+        return collection(value, value.orderedSet().get(), value.orderedSet()->members(), key);
+      case OVNValueKind::Dictionary:
+        return dictionary(value, key);
+      case OVNValueKind::Object:
+        return object(value, key);
       case OVNValueKind::Block:
         fail(OVNFormat("the value for key '%@' is a block, which cannot be archived", key));
         return std::nullopt;
@@ -285,9 +291,9 @@ bool OVNKeyedArchiver::requiresSecureCoding() const { return impl_->secure; }
 namespace {
 void requireOpen(bool finished, const char* selector) {
   if (finished) {
-    OVNException::raise(OVNInvalidArgumentException,
-                        OVNFormat("-[NSKeyedArchiver %s]: archive already finished, cannot encode anything more",
-                                  selector));
+    OVNException::raise(
+        OVNInvalidArgumentException,
+        OVNFormat("-[NSKeyedArchiver %s]: archive already finished, cannot encode anything more", selector));
   }
 }
 }  // namespace
@@ -328,13 +334,13 @@ void OVNKeyedArchiver::finishEncoding() {
   std::shared_ptr<OVNError> writeError;
   impl_->data = OVNPropertyListSerialization::dataWithPropertyList(archive, impl_->format, 0, &writeError);
   if (!impl_->data) {
-    failWithError(OVNError::errorWithDomain(OVNCocoaErrorDomain, OVNCoderInvalidValueError,
-                                            OVNDictionary::make({
-                                                {std::string(OVNLocalizedDescriptionKey),
-                                                 OVNValue("The archive could not be written: " +
-                                                          (writeError ? writeError->localizedDescription() : ""))},
-                                                {std::string(OVNUnderlyingErrorKey), OVNValue(writeError)},
-                                            })));
+    failWithError(OVNError::errorWithDomain(
+        OVNCocoaErrorDomain, OVNCoderInvalidValueError,
+        OVNDictionary::make({
+            {std::string(OVNLocalizedDescriptionKey),
+             OVNValue("The archive could not be written: " + (writeError ? writeError->localizedDescription() : ""))},
+            {std::string(OVNUnderlyingErrorKey), OVNValue(writeError)},
+        })));
   }
 }
 

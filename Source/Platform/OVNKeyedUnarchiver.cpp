@@ -70,12 +70,14 @@ std::shared_ptr<OVNError> corruptError(const std::string& reason, std::int64_t c
 
 std::string names(const ClassList& classes) {
   std::string text = "[";
-  for (const OVNClass* cls : classes) text += (text.size() > 1 ? ", " : "") + cls->name();
+  for (const OVNClass* cls : classes) {
+    if (cls) text += (text.size() > 1 ? ", " : "") + cls->name();
+  }
   return text + "]";
 }
 
 bool descendsFromAny(const OVNClass& cls, const ClassList& classes) {
-  return std::any_of(classes.begin(), classes.end(), [&](const OVNClass* c) { return cls.isSubclassOfClass(*c); });
+  return std::any_of(classes.begin(), classes.end(), [&](const OVNClass* c) { return c && cls.isSubclassOfClass(*c); });
 }
 
 void merge(ClassList& into, const ClassList& from) {
@@ -136,8 +138,10 @@ class OVNKeyedUnarchiver::Decoder {
       out = it->second;
       return true;
     }
-    if (s_.active.count(ref)) return fail(OVNFormat("object %llu contains itself", static_cast<unsigned long long>(ref)));
-    if (s_.depth >= kArchiveMaxDepth) return fail(OVNFormat("objects are nested more than %d levels deep", kArchiveMaxDepth));
+    if (s_.active.count(ref))
+      return fail(OVNFormat("object %llu contains itself", static_cast<unsigned long long>(ref)));
+    if (s_.depth >= kArchiveMaxDepth)
+      return fail(OVNFormat("objects are nested more than %d levels deep", kArchiveMaxDepth));
     struct Visit {
       OVNKeyedUnarchiver::Impl& s;
       std::uint64_t ref;
@@ -164,13 +168,20 @@ class OVNKeyedUnarchiver::Decoder {
   bool entry(const OVNValue& stored, const ClassList* allowed, const ClassList* expected, Entry& out) {
     const char* primitive = nullptr;
     switch (stored.kind()) {
-      case OVNValueKind::String: primitive = "NSString"; break;
-      case OVNValueKind::Number: primitive = "NSNumber"; break;
-      case OVNValueKind::Data: primitive = "NSData"; break;
+      case OVNValueKind::String:
+        primitive = "NSString";
+        break;
+      case OVNValueKind::Number:
+        primitive = "NSNumber";
+        break;
+      case OVNValueKind::Data:
+        primitive = "NSData";
+        break;
       case OVNValueKind::Dictionary:
         if (archiveUIDValue(stored)) return fail("a reference stands where an object belongs");
         return classed(*stored.dictionary(), allowed, expected, out);
-      default: return fail("an archived object has an invalid form");
+      default:
+        return fail("an archived object has an invalid form");
     }
     const OVNClass* cls = OVNClass::named(primitive);
     if (!permitted(*cls, allowed, expected)) return false;
@@ -180,7 +191,8 @@ class OVNKeyedUnarchiver::Decoder {
 
   bool classed(const OVNDictionary& fields, const ClassList* allowed, const ClassList* expected, Entry& out) {
     const auto classRef = archiveUIDValue(fields.objectForKey(kClassKey));
-    if (!classRef || *classRef == 0 || *classRef >= s_.objects->count()) return fail("an object's class reference is invalid");
+    if (!classRef || *classRef == 0 || *classRef >= s_.objects->count())
+      return fail("an object's class reference is invalid");
     const OVNDictionary* description = s_.objects->at(*classRef).dictionary().get();
     if (!description) return fail("an object's class description is not a dictionary");
     const OVNValue name = description->objectForKey(kClassNameKey);
@@ -254,8 +266,7 @@ class OVNKeyedUnarchiver::Decoder {
       }
       case OVNValueKind::Dictionary: {
         std::vector<OVNValue> keys, list;
-        if (!members(fields, kKeysKey, allowed, keys, out) ||
-            !members(fields, kMembersKey, allowed, list, out)) {
+        if (!members(fields, kKeysKey, allowed, keys, out) || !members(fields, kMembersKey, allowed, list, out)) {
           return false;
         }
         if (keys.size() != list.size()) return fail("a dictionary has different numbers of keys and values");
@@ -274,7 +285,9 @@ class OVNKeyedUnarchiver::Decoder {
         out.value = OVNDate(seconds->doubleValue());
         return true;
       }
-      case OVNValueKind::Null: out.value = OVNValue::null(); return true;
+      case OVNValueKind::Null:
+        out.value = OVNValue::null();
+        return true;
       case OVNValueKind::Number: {
         const OVNValue stored = fields.objectForKey(kUnsignedKey);
         const OVNNumber* number = stored.number();
@@ -289,22 +302,24 @@ class OVNKeyedUnarchiver::Decoder {
         out.value = std::make_shared<const OVNBoxedValue>(*encoding->string(), bytes->data()->bytes());
         return true;
       }
-      default: return fail(OVNFormat("objects of class '%@' cannot be unarchived", cls.name()));
+      default:
+        return fail(OVNFormat("objects of class '%@' cannot be unarchived", cls.name()));
     }
   }
 
   bool object(const OVNClass& cls, const OVNDictionary& fields, const ClassList* allowed, Entry& out) {
     OVNObjectRef instance = cls.createInstance();
     if (!instance) return fail(OVNFormat("class '%@' cannot be instantiated", cls.name()));
-    if (!instance->supportsKeyedCoding()) return fail(OVNFormat("class '%@' does not support keyed coding", cls.name()));
+    if (!instance->supportsKeyedCoding())
+      return fail(OVNFormat("class '%@' does not support keyed coding", cls.name()));
     if (s_.secure && !instance->supportsSecureCoding()) {
       return fail(OVNFormat("class '%@' does not support secure coding", cls.name()));
     }
-    struct Frame {
-      std::vector<OVNKeyedUnarchiver::Impl::Frame>& frames;
-      ~Frame() { frames.pop_back(); }
-    } frame{s_.frames};
     s_.frames.push_back({&fields, allowed});
+    struct Pop {
+      std::vector<OVNKeyedUnarchiver::Impl::Frame>& frames;
+      ~Pop() { frames.pop_back(); }
+    } pop{s_.frames};
     const bool ok = instance->initWithCoder(unarchiver_);
     if (unarchiver_.error()) return false;
     if (!ok) return fail(OVNFormat("an object of class '%@' could not be restored", cls.name()));
@@ -324,7 +339,7 @@ OVNKeyedUnarchiver::OVNKeyedUnarchiver() : impl_(std::make_unique<Impl>()) {
 OVNKeyedUnarchiver::~OVNKeyedUnarchiver() = default;
 
 std::shared_ptr<OVNKeyedUnarchiver> OVNKeyedUnarchiver::initForReadingFromData(const OVNData& data,
-                                                                              std::shared_ptr<OVNError>* error) {
+                                                                               std::shared_ptr<OVNError>* error) {
   std::shared_ptr<OVNError> readError;
   const OVNValue root =
       OVNPropertyListSerialization::propertyListWithData(data, OVNPropertyListImmutable, nullptr, &readError);
@@ -351,14 +366,15 @@ OVNValue OVNKeyedUnarchiver::unarchivedObjectOfClass(const OVNClass& cls, const 
   return unarchivedObjectOfClasses({&cls}, data, error);
 }
 
-OVNValue OVNKeyedUnarchiver::unarchivedObjectOfClasses(const std::vector<const OVNClass*>& classes,
-                                                       const OVNData& data, std::shared_ptr<OVNError>* error) {
+OVNValue OVNKeyedUnarchiver::unarchivedObjectOfClasses(const std::vector<const OVNClass*>& classes, const OVNData& data,
+                                                       std::shared_ptr<OVNError>* error) {
   auto unarchiver = initForReadingFromData(data, error);
   if (!unarchiver) return {};
   OVNValue result = unarchiver->decodeObjectOfClasses(classes, "root");
   unarchiver->finishDecoding();
   if (unarchiver->error() || result.isMissing()) {
-    if (error) *error = unarchiver->error() ? unarchiver->error() : corruptError("no root object", OVNCoderValueNotFoundError);
+    if (error)
+      *error = unarchiver->error() ? unarchiver->error() : corruptError("no root object", OVNCoderValueNotFoundError);
     return {};
   }
   return result;
@@ -399,7 +415,8 @@ OVNValue OVNKeyedUnarchiver::decodeObjectForKey(std::string_view key) {
   const ClassList* allowed = nullptr;
   if (impl_->secure) {
     if (!frame.allowed) {
-      failWithError(corruptError(OVNFormat("key '%@': secure decoding needs the allowed classes (decodeObjectOfClass)", key)));
+      failWithError(
+          corruptError(OVNFormat("key '%@': secure decoding needs the allowed classes (decodeObjectOfClass)", key)));
       return {};
     }
     allowed = frame.allowed;
@@ -415,8 +432,8 @@ OVNValue OVNKeyedUnarchiver::decodeObjectOfClasses(const std::vector<const OVNCl
   if (stored.isMissing()) return {};
   OVNValue result = Decoder(*this, *impl_, key).reference(stored, impl_->secure ? &classes : nullptr, &classes);
   if (error_) return {};
-  if (result.isPresent() &&
-      std::none_of(classes.begin(), classes.end(), [&](const OVNClass* cls) { return cls->isInstance(result); })) {
+  if (result.isPresent() && std::none_of(classes.begin(), classes.end(),
+                                         [&](const OVNClass* cls) { return cls && cls->isInstance(result); })) {
     failWithError(corruptError(OVNFormat("key '%@': value was of unexpected class '%@'; allowed classes are %@", key,
                                          result.className(), names(classes))));
     return {};

@@ -40,6 +40,8 @@ class OVNKeyedUnarchiver : public OVNCoder {
   //! The root object when it is an instance of `cls` (securely decoded), else missing plus
   //! the error.
   static OVNValue unarchivedObjectOfClass(const OVNClass& cls, const OVNData& data, std::shared_ptr<OVNError>* error);
+  //! As unarchivedObjectOfClass, for an instance of any of `classes` (null entries, as
+  //! OVNClass::named gives for unknown names, allow nothing).
   static OVNValue unarchivedObjectOfClasses(const std::vector<const OVNClass*>& classes, const OVNData& data,
                                             std::shared_ptr<OVNError>* error);
   //! The root object, decoded without class restrictions (the legacy form); missing when

@@ -20,10 +20,10 @@ namespace {
 void report(std::shared_ptr<OVNError>* error, std::int64_t code, const std::string& description,
             const std::string& detail) {
   if (!error) return;
-  *error = OVNError::errorWithDomain(
-      OVNCocoaErrorDomain, code,
-      OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(description)},
-                           {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
+  *error =
+      OVNError::errorWithDomain(OVNCocoaErrorDomain, code,
+                                OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(description)},
+                                                     {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
 }
 
 // Why a value cannot be written in a format. Containers are visited once each (a value
@@ -72,8 +72,10 @@ class ValidityCheck {
     size = 1;
     const bool openStep = format_ == OVNPropertyListOpenStepFormat;
     switch (value.kind()) {
-      case OVNValueKind::String: return text(*value.string());
-      case OVNValueKind::Data: return std::nullopt;
+      case OVNValueKind::String:
+        return text(*value.string());
+      case OVNValueKind::Data:
+        return std::nullopt;
       case OVNValueKind::Number:
       case OVNValueKind::Date:
         if (!openStep) return std::nullopt;
@@ -101,14 +103,16 @@ class ValidityCheck {
           return std::nullopt;
         });
       }
-      case OVNValueKind::Missing: return std::string("property lists cannot contain missing values (nil)");
-      default: break;
+      case OVNValueKind::Missing:
+        return std::string("property lists cannot contain missing values (nil)");
+      default:
+        break;
     }
     return OVNFormat("property lists cannot contain objects of type '%@'", value.className());
   }
 
   int format_;
-  std::unordered_set<const void*> active_;                  // being walked: meeting one again is a cycle
+  std::unordered_set<const void*> active_;                // being walked: meeting one again is a cycle
   std::unordered_map<const void*, std::uint64_t> sizes_;  // found valid, with their expanded sizes
 };
 
@@ -120,7 +124,7 @@ bool startsLikeXML(std::string_view bytes) {
 }  // namespace
 
 OVNValue OVNPropertyListSerialization::propertyListWithData(const OVNData& data, int options, int* format,
-                                                          std::shared_ptr<OVNError>* error) {
+                                                            std::shared_ptr<OVNError>* error) {
   const std::string_view bytes = data.view();
   const bool mutableContainers = options != OVNPropertyListImmutable;
   std::string failure;
@@ -138,8 +142,8 @@ OVNValue OVNPropertyListSerialization::propertyListWithData(const OVNData& data,
   if (result.isMissing()) {
     const std::string detail = (found == OVNPropertyListBinaryFormat_v1_0 ? "binary property list: "
                                 : found == OVNPropertyListXMLFormat_v1_0  ? "XML property list: "
-                                                                          : "")
-                               + failure;
+                                                                          : "") +
+                               failure;
     report(error, OVNPropertyListReadCorruptError,
            "The data couldn\u2019t be read because it isn\u2019t in the correct format (" + detail + ").", detail);
     return {};
@@ -156,8 +160,7 @@ OVNDataRef OVNPropertyListSerialization::dataWithPropertyList(const OVNValue& pl
     return nullptr;
   };
   if (format != OVNPropertyListXMLFormat_v1_0 && format != OVNPropertyListBinaryFormat_v1_0) {
-    return refuse(format == OVNPropertyListOpenStepFormat ? "the OpenStep format cannot be written"
-                                                          : "unknown format");
+    return refuse(format == OVNPropertyListOpenStepFormat ? "the OpenStep format cannot be written" : "unknown format");
   }
   if (auto problem = ValidityCheck(format).problem(plist)) return refuse(*problem);
   auto bytes = format == OVNPropertyListBinaryFormat_v1_0 ? ovn::detail::writeBinaryPropertyList(plist)

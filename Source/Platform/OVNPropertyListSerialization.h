@@ -10,8 +10,9 @@
 //
 // Reading untrusted bytes never throws: malformed input gives a missing value and an error
 // (OVNCocoaErrorDomain, OVNPropertyListReadCorruptError) saying what is wrong. Limits:
-// inputs up to 256 MiB, containers nested up to 512 levels, and a reference cycle in a
-// binary property list is refused. The OpenStep form can be neither read nor written.
+// inputs up to 256 MiB, containers nested up to 512 levels; a binary property list with a
+// reference cycle, or whose shared references expand to more than 2^24 values, is refused.
+// The OpenStep form can be neither read nor written. See docs/ARCHIVES.md.
 
 #include <memory>
 
@@ -35,8 +36,7 @@ class OVNPropertyListSerialization {
  public:
   //! The value, with the format found in `format` (may be null); missing plus an error
   //! (OVNPropertyListReadCorruptError) when the bytes are not a property list.
-  static OVNValue propertyListWithData(const OVNData& data, int options, int* format,
-                                       std::shared_ptr<OVNError>* error);
+  static OVNValue propertyListWithData(const OVNData& data, int options, int* format, std::shared_ptr<OVNError>* error);
 
   //! The bytes of `plist` in `format` (XML or binary; `options` is unused, as on the
   //! platform), or null plus an error (OVNPropertyListWriteInvalidError) naming what a

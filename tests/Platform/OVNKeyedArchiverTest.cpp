@@ -248,16 +248,15 @@ TEST(OVNKeyedArchiverTest, TypedDecodingChecksTheValuesClass) {
 
   // Members are checked against the same list.
   OVNDataRef mixed = OVNKeyedArchiver::archivedDataWithRootObject(OVNValue::array({1, "x"}), true, nullptr);
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSNumber")}, *mixed, &error)
-                  .isMissing());
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses(
-                  {&cls("NSArray"), &cls("NSNumber"), &cls("NSString")}, *mixed, &error)
+  EXPECT_TRUE(
+      OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSNumber")}, *mixed, &error).isMissing());
+  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSNumber"), &cls("NSString")},
+                                                            *mixed, &error)
                   .isArray());
   // A mutable array answers for NSArray, not the other way round.
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSMutableArray"), &cls("NSNumber")},
-                                                            *OVNKeyedArchiver::archivedDataWithRootObject(
-                                                                OVNArray::make({1}, false), true, nullptr),
-                                                            &error)
+  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses(
+                  {&cls("NSMutableArray"), &cls("NSNumber")},
+                  *OVNKeyedArchiver::archivedDataWithRootObject(OVNArray::make({1}, false), true, nullptr), &error)
                   .isMissing());
 
   // A value reached twice is checked against each decode's own list.
@@ -274,13 +273,12 @@ TEST(OVNKeyedArchiverTest, TypedDecodingChecksTheValuesClass) {
 }
 
 TEST(OVNKeyedArchiverTest, DisallowedClassesAreNeverInstantiated) {
-  OVNDataRef data =
-      OVNKeyedArchiver::archivedDataWithRootObject(OVNValue::array({sampleCity(nullptr)}), true, nullptr);
+  OVNDataRef data = OVNKeyedArchiver::archivedDataWithRootObject(OVNValue::array({sampleCity(nullptr)}), true, nullptr);
   ASSERT_TRUE(data);
   const int before = CodingPlace::constructed;
   std::shared_ptr<OVNError> error;
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSString")}, *data, &error)
-                  .isMissing());
+  EXPECT_TRUE(
+      OVNKeyedUnarchiver::unarchivedObjectOfClasses({&cls("NSArray"), &cls("NSString")}, *data, &error).isMissing());
   ASSERT_TRUE(error);
   EXPECT_NE(error->localizedDescription().find("CodingCity"), std::string::npos);
   EXPECT_EQ(CodingPlace::constructed, before);
@@ -382,7 +380,8 @@ class CorruptArchive {
   }
   OVNDataRef sound() const { return data_; }
   OVNValue tree() const {
-    return OVNPropertyListSerialization::propertyListWithData(*data_, OVNPropertyListMutableContainers, nullptr, nullptr);
+    return OVNPropertyListSerialization::propertyListWithData(*data_, OVNPropertyListMutableContainers, nullptr,
+                                                              nullptr);
   }
   static OVNArrayRef objects(const OVNValue& tree) { return tree.dictionary()->objectForKey("$objects").array(); }
   // The index of the first archived object of the named class.
@@ -431,8 +430,8 @@ TEST(OVNKeyedArchiverTest, CorruptArchivesAreRefused) {
                   &soundError)
                   .isArray());
   for (std::size_t length = 0; length < archive.sound()->length(); length += 5) {
-    CorruptArchive::expectRefused(OVNData(std::vector<std::uint8_t>(
-        archive.sound()->bytes().begin(), archive.sound()->bytes().begin() + length)));
+    CorruptArchive::expectRefused(OVNData(
+        std::vector<std::uint8_t>(archive.sound()->bytes().begin(), archive.sound()->bytes().begin() + length)));
   }
   CorruptArchive::expectRefused(*OVNData::fromString("<plist><array/></plist>"), OVNCoderReadCorruptError,
                                 "not a keyed archive");
@@ -445,20 +444,32 @@ TEST(OVNKeyedArchiverTest, CorruptArchivesAreRefused) {
       {"not an object reference",
        [](const OVNValue& t) { t.dictionary()->objectForKey("$top").dictionary()->set("root", "x"); }},
       {"points past",
-       [](const OVNValue& t) { t.dictionary()->objectForKey("$top").dictionary()->set("root", CorruptArchive::uid(999)); }},
+       [](const OVNValue& t) {
+         t.dictionary()->objectForKey("$top").dictionary()->set("root", CorruptArchive::uid(999));
+       }},
       {"class reference",
        [](const OVNValue& t) {
-         CorruptArchive::objects(t)->at(CorruptArchive::indexOf(t, "CodingCity")).dictionary()->set("$class", CorruptArchive::uid(0));
+         CorruptArchive::objects(t)
+             ->at(CorruptArchive::indexOf(t, "CodingCity"))
+             .dictionary()
+             ->set("$class", CorruptArchive::uid(0));
        }},
       {"no such class",
        [](const OVNValue& t) {
          auto list = CorruptArchive::objects(t);
-         const auto classIndex = list->at(CorruptArchive::indexOf(t, "CodingCity")).dictionary()->objectForKey("$class");
-         list->at(classIndex.dictionary()->objectForKey("CF$UID").number()->longLongValue()).dictionary()->set(
-             "$classname", "NoSuchClass");
+         const auto classIndex =
+             list->at(CorruptArchive::indexOf(t, "CodingCity")).dictionary()->objectForKey("$class");
+         list->at(classIndex.dictionary()->objectForKey("CF$UID").number()->longLongValue())
+             .dictionary()
+             ->set("$classname", "NoSuchClass");
        }},
       {"member list",
-       [](const OVNValue& t) { CorruptArchive::objects(t)->at(CorruptArchive::indexOf(t, "NSMutableArray")).dictionary()->set("NS.objects", 3); }},
+       [](const OVNValue& t) {
+         CorruptArchive::objects(t)
+             ->at(CorruptArchive::indexOf(t, "NSMutableArray"))
+             .dictionary()
+             ->set("NS.objects", 3);
+       }},
       {"contains itself",
        [](const OVNValue& t) {
          const std::size_t array = CorruptArchive::indexOf(t, "NSMutableArray");
@@ -468,10 +479,16 @@ TEST(OVNKeyedArchiverTest, CorruptArchivesAreRefused) {
       {"contains itself",
        [](const OVNValue& t) {
          const std::size_t city = CorruptArchive::indexOf(t, "CodingCity");
-         CorruptArchive::objects(t)->at(city).dictionary()->set("parent", CorruptArchive::uid(static_cast<long long>(city)));
+         CorruptArchive::objects(t)->at(city).dictionary()->set("parent",
+                                                                CorruptArchive::uid(static_cast<long long>(city)));
        }},
       {"not a number",
-       [](const OVNValue& t) { CorruptArchive::objects(t)->at(CorruptArchive::indexOf(t, "CodingCity")).dictionary()->set("latitude", "north"); }},
+       [](const OVNValue& t) {
+         CorruptArchive::objects(t)
+             ->at(CorruptArchive::indexOf(t, "CodingCity"))
+             .dictionary()
+             ->set("latitude", "north");
+       }},
       {"invalid form",
        [](const OVNValue& t) {
          const auto root = t.dictionary()->objectForKey("$top").dictionary()->objectForKey("root");

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -53,7 +53,8 @@ OVNValue sampleOfEveryKind() {
       {"unicode", OVNValue("h\u00e9llo \u65e5\u672c \U0001F600 <&> \"quoted\"")},
       {"long", OVNValue(std::string(40, 'x'))},
       {"empty", OVNValue("")},
-      {"dates", OVNValue::array({OVNDate(0), OVNDate(86400 * 365.0), OVNDate(-3000000000.0), OVNDate::distantFuture()})},
+      {"dates",
+       OVNValue::array({OVNDate(0), OVNDate(86400 * 365.0), OVNDate(-3000000000.0), OVNDate::distantFuture()})},
       {"data", OVNValue(OVNData::make(allBytes))},
       {"noData", OVNValue(OVNData::make({}))},
       {"nested", OVNValue::array({OVNValue::array({}), OVNValue::dictionary({{"k", OVNValue::array({"deep"})}})})},
@@ -99,9 +100,9 @@ TEST(OVNPropertyListSerializationTest, BinaryKeepsFractionalDatesExactly) {
 TEST(OVNPropertyListSerializationTest, WritesTheBinaryFormByTheBook) {
   // {"a": 1} laid out by hand: header, dictionary (1 entry, refs 1 and 2), "a", 1, offset
   // table (8, 11, 13), trailer (1-byte offsets and refs, 3 objects, top 0, table at 15).
-  const Bytes expected = {'b', 'p', 'l', 'i', 's', 't', '0', '0', 0xD1, 0x01, 0x02, 0x51, 'a', 0x10, 0x01,
-                          0x08, 0x0B, 0x0D, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 3,
-                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 15};
+  const Bytes expected = {'b',  'p', 'l', 'i', 's', 't', '0', '0', 0xD1, 0x01, 0x02, 0x51, 'a', 0x10, 0x01, 0x08, 0x0B,
+                          0x0D, 0,   0,   0,   0,   0,   0,   1,   1,    0,    0,    0,    0,   0,    0,    0,    3,
+                          0,    0,   0,   0,   0,   0,   0,   0,   0,    0,    0,    0,    0,   0,    0,    15};
   OVNDataRef data = write(OVNValue::dictionary({{"a", 1}}), OVNPropertyListBinaryFormat_v1_0);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->bytes(), expected);
@@ -234,7 +235,8 @@ Bytes binaryWithObjects(const std::vector<Bytes>& objects, std::uint8_t refSize 
     out.push_back(static_cast<std::uint8_t>(offset));
   }
   out.insert(out.end(), {0, 0, 0, 0, 0, 0, offsetSize, refSize});
-  for (std::uint64_t v : {static_cast<std::uint64_t>(objects.size()), std::uint64_t{0}, static_cast<std::uint64_t>(table)}) {
+  for (std::uint64_t v :
+       {static_cast<std::uint64_t>(objects.size()), std::uint64_t{0}, static_cast<std::uint64_t>(table)}) {
     for (int i = 7; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
   }
   return out;
@@ -247,7 +249,8 @@ void expectCorrupt(const Bytes& bytes, const char* mentioning = nullptr) {
   ASSERT_TRUE(error);
   EXPECT_EQ(error->domain(), OVNCocoaErrorDomain);
   EXPECT_EQ(error->code(), OVNPropertyListReadCorruptError);
-  if (mentioning) EXPECT_NE(error->localizedDescription().find(mentioning), std::string::npos) << error->localizedDescription();
+  if (mentioning)
+    EXPECT_NE(error->localizedDescription().find(mentioning), std::string::npos) << error->localizedDescription();
 }
 
 TEST(OVNPropertyListSerializationTest, CorruptBinaryInputGivesAnError) {
@@ -279,7 +282,8 @@ TEST(OVNPropertyListSerializationTest, CorruptBinaryInputGivesAnError) {
 
   // Containers nested beyond the limit: each array holds the next one.
   std::vector<Bytes> chain;
-  for (int i = 1; i <= 600; ++i) chain.push_back({0xA1, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)});
+  for (int i = 1; i <= 600; ++i)
+    chain.push_back({0xA1, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)});
   chain.push_back({0x51, 'a'});
   const Bytes deep = binaryWithObjects(chain, 2);
   expectCorrupt(deep, "nested too deeply");

@@ -25,11 +25,13 @@ std::optional<std::uint64_t> archiveUIDValue(const OVNValue& value) {
   const OVNNumber* number = uid.number();
   if (!number) return std::nullopt;
   switch (number->kind()) {
-    case OVNNumberKind::Unsigned: return number->unsignedLongLongValue();
+    case OVNNumberKind::Unsigned:
+      return number->unsignedLongLongValue();
     case OVNNumberKind::Integer:
       if (number->longLongValue() < 0) return std::nullopt;
       return static_cast<std::uint64_t>(number->longLongValue());
-    default: return std::nullopt;
+    default:
+      return std::nullopt;
   }
 }
 
@@ -94,7 +96,8 @@ class BinaryReader {
     objectCount_ = readBigEndian(t + 8, 8);
     topObject_ = readBigEndian(t + 16, 8);
     tableOffset_ = readBigEndian(t + 24, 8);
-    if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8) return fail("the trailer's sizes are invalid");
+    if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8)
+      return fail("the trailer's sizes are invalid");
     if (objectCount_ == 0 || topObject_ >= objectCount_) return fail("the trailer's object count is invalid");
     if (tableOffset_ <= kMagic.size() || tableOffset_ >= end_) return fail("the offset table lies outside the data");
     if (objectCount_ > (end_ - tableOffset_) / offsetSize_) return fail("the offset table is truncated");
@@ -141,7 +144,8 @@ class BinaryReader {
 
   bool parse(std::uint64_t index, int depth, OVNValue& out, std::uint64_t& size) {
     const std::uint64_t offset = readBigEndian(data_ + tableOffset_ + index * offsetSize_, offsetSize_);
-    if (offset < kMagic.size() || offset >= end_) return fail("object " + std::to_string(index) + " lies outside the data");
+    if (offset < kMagic.size() || offset >= end_)
+      return fail("object " + std::to_string(index) + " lies outside the data");
     std::size_t pos = static_cast<std::size_t>(offset);
     const unsigned marker = data_[pos++];
     const unsigned info = marker & 0x0F;
@@ -152,7 +156,8 @@ class BinaryReader {
           return true;
         }
         return fail("object " + std::to_string(index) + " has an unsupported type");
-      case 0x1: return integer(pos, info, out);
+      case 0x1:
+        return integer(pos, info, out);
       case 0x2: {
         if (info != 2 && info != 3) return fail("a real has an invalid size");
         const std::size_t n = std::size_t{1} << info;
@@ -201,9 +206,12 @@ class BinaryReader {
         out = archiveUID(readBigEndian(data_ + pos, n));
         return true;
       }
-      case 0xA: return array(pos, info, depth, out, size);
-      case 0xD: return dictionary(pos, info, depth, out, size);
-      default: return fail("object " + std::to_string(index) + " has an unsupported type");
+      case 0xA:
+        return array(pos, info, depth, out, size);
+      case 0xD:
+        return dictionary(pos, info, depth, out, size);
+      default:
+        return fail("object " + std::to_string(index) + " has an unsupported type");
     }
   }
 
@@ -296,7 +304,8 @@ class BinaryReader {
       OVNValue key, value;
       if (!reference(pos + i * refSize_, keyRef) || !object(keyRef, depth + 1, key, keySize)) return false;
       if (!key.isString()) return fail("a dictionary key is not a string");
-      if (!reference(pos + (n + i) * refSize_, valueRef) || !object(valueRef, depth + 1, value, valueSize)) return false;
+      if (!reference(pos + (n + i) * refSize_, valueRef) || !object(valueRef, depth + 1, value, valueSize))
+        return false;
       grow(size, keySize + valueSize);
       entries.insert_or_assign(*key.string(), std::move(value));
     }
@@ -385,7 +394,8 @@ class BinaryWriter {
       return it->second;
     }
     switch (value.kind()) {
-      case OVNValueKind::String: return string(*value.string());
+      case OVNValueKind::String:
+        return string(*value.string());
       case OVNValueKind::Number: {
         const OVNNumber n = *value.number();
         std::uint64_t bits = n.unsignedLongLongValue();
@@ -442,7 +452,8 @@ class BinaryWriter {
         objects_[index].refs = std::move(refs);
         return index;
       }
-      default: return std::nullopt;  // refused earlier by the validity check
+      default:
+        return std::nullopt;  // refused earlier by the validity check
     }
   }
 
@@ -474,9 +485,15 @@ class BinaryWriter {
 
   void write(const Object& object, std::size_t refSize) {
     switch (object.kind) {
-      case Kind::String: writeString(object.text); break;
-      case Kind::Number: writeNumber(object.number); break;
-      case Kind::Date: appendReal(0x33, object.date); break;
+      case Kind::String:
+        writeString(object.text);
+        break;
+      case Kind::Number:
+        writeNumber(object.number);
+        break;
+      case Kind::Date:
+        appendReal(0x33, object.date);
+        break;
       case Kind::Data:
         appendMarker(0x4, object.data->length());
         out_.insert(out_.end(), object.data->bytes().begin(), object.data->bytes().end());
@@ -498,8 +515,12 @@ class BinaryWriter {
 
   void writeNumber(const OVNNumber& n) {
     switch (n.kind()) {
-      case OVNNumberKind::Boolean: out_.push_back(n.boolValue() ? 0x09 : 0x08); return;
-      case OVNNumberKind::Floating: appendReal(0x23, n.doubleValue()); return;
+      case OVNNumberKind::Boolean:
+        out_.push_back(n.boolValue() ? 0x09 : 0x08);
+        return;
+      case OVNNumberKind::Floating:
+        appendReal(0x23, n.doubleValue());
+        return;
       case OVNNumberKind::Unsigned:
         if (n.unsignedLongLongValue() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
           out_.push_back(0x14);  // beyond the signed range: 128 bits, high half zero
