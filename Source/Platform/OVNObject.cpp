@@ -77,6 +77,9 @@ OVNObjectRef OVNObject::mutableCopy() const {
                                 static_cast<const void*>(this)));
 }
 
+void OVNObject::encodeWithCoder(OVNCoder&) const {}
+bool OVNObject::initWithCoder(OVNCoder&) { return true; }
+
 bool OVNObject::respondsTo(std::string_view name) const {
   const OVNClass& cls = objectClass();
   if (cls.property(name)) return true;

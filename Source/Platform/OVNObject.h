@@ -28,6 +28,7 @@
 #include "Platform/OVNValue.h"
 
 class OVNClass;
+class OVNCoder;
 namespace ovn::detail {
 class ObservationInfo;
 }
@@ -67,6 +68,19 @@ class OVNObject : public std::enable_shared_from_this<OVNObject> {
   virtual OVNObjectRef copy() const;
   virtual bool supportsMutableCopying() const { return false; }
   virtual OVNObjectRef mutableCopy() const;
+
+  // Keyed coding (archives, see OVNKeyedArchiver). A class takes part by answering true to
+  // supportsKeyedCoding and overriding the two coding operations, calling its base's first.
+  // Coding runs on the thread that archives or unarchives.
+  //! Whether archivers may write this object (NSCoding); false unless a class says so.
+  virtual bool supportsKeyedCoding() const { return false; }
+  //! Whether a secure unarchiver may restore this class (NSSecureCoding); false by default.
+  virtual bool supportsSecureCoding() const { return false; }
+  //! Writes the object's fields into `coder` under their keys; the root writes none.
+  virtual void encodeWithCoder(OVNCoder& coder) const;
+  //! Restores the fields of a fresh instance (made by its class's factory) from `coder`;
+  //! false means failure. The root has nothing to restore and succeeds.
+  virtual bool initWithCoder(OVNCoder& coder);
 
   //! "Responds to": true for the getter of any property of the class chain, for
   //! "setName:" of writable ones, and for hooks the class declared with OVN_RESPONDS_TO.
