@@ -3,26 +3,9 @@
 #include <cstdint>
 
 #include "Platform/OVNFileManager.h"
+#include "Platform/OVNString.h"
 
 namespace {
-
-void appendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
 
 bool isHighSurrogate(char32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool isLowSurrogate(char32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
@@ -84,7 +67,7 @@ std::optional<std::string> utf16ToUtf8(std::string_view bytes, bool bigEndian) {
     } else if (isLowSurrogate(unit)) {
       return std::nullopt;
     }
-    appendUtf8(out, unit);
+    OVNString::appendCodePoint(out, unit);
   }
   return out;
 }
@@ -207,7 +190,7 @@ class Parser {
             if (!low || !isLowSurrogate(*low)) return std::nullopt;
             cp = combineSurrogates(cp, *low);
           }
-          appendUtf8(out, cp);
+          OVNString::appendCodePoint(out, cp);
           break;
         }
         default:
