@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -15,6 +16,7 @@ namespace {
 // Swapped rarely (tests), read on every entry: readers copy the pointer under a short lock
 // and call the sink after releasing it.
 std::mutex sinkLock;
+std::atomic<bool> debugEnabled{false};
 std::shared_ptr<const OVNConsoleLog::Sink> currentSink;
 
 std::shared_ptr<const OVNConsoleLog::Sink> sinkSnapshot() {
@@ -63,6 +65,10 @@ void OVNConsoleLog::write(std::string_view text) {
   line.push_back('\n');
   writeAll(STDERR_FILENO, line);
 }
+
+bool OVNConsoleLog::isDebugEnabled() { return debugEnabled.load(std::memory_order_relaxed); }
+
+void OVNConsoleLog::setDebugEnabled(bool enabled) { debugEnabled.store(enabled, std::memory_order_relaxed); }
 
 void OVNConsoleLog::setSink(Sink sink) {
   std::shared_ptr<const Sink> replacement = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;

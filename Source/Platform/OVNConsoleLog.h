@@ -24,6 +24,16 @@ class OVNConsoleLog {
     write(OVNFormat(format, args...));
   }
 
+  //! Debug entries, like the system log's debug level, are dropped unless enabled (off by
+  //! default), so hot paths that describe every step cost one flag test when nobody reads them.
+  static bool isDebugEnabled();
+  static void setDebugEnabled(bool enabled);
+  //! Formats and writes only when debug entries are enabled.
+  template <class... Args>
+  static void writeDebugFormat(std::string_view format, const Args&... args) {
+    if (isDebugEnabled()) write(OVNFormat(format, args...));
+  }
+
   //! Redirects entries to `sink` (text without prefix or newline), for tests; an empty
   //! function restores standard error. The sink is called without any lock held, so it
   //! may itself log or swap the sink.

@@ -1,0 +1,12 @@
+#pragma once
+// An object that can stand in for a source dictionary when the property mapper updates
+// another object from it (model objects of the API layer are).
+
+#include "Platform/OVNDictionary.h"
+
+class OVNDictionaryConvertible {
+ public:
+  virtual ~OVNDictionaryConvertible() = default;
+  //! The object's values as a dictionary; null when it has none.
+  virtual OVNDictionaryRef toDictionary() const = 0;
+};
