@@ -1,0 +1,15 @@
+// The property lists of the worked model classes (one place, so each class registers once).
+
+#include "ForecastPeriod.h"
+#include "Measurements.h"
+#include "Observation.h"
+#include "Place.h"
+#include "StationProfile.h"
+
+OVN_PROPERTIES(Place, name, state, country)
+OVN_PROPERTIES(StationProfile, timezone, elevationM, hasPrecip)
+OVN_PROPERTIES(Measurements, tempC, tempF, dewpointC, humidity, pressureMB, windKPH, windDir, weather, weatherCoded,
+               icon, isDay, visibilityKM, sky, precipMM)
+OVN_PROPERTIES(ForecastPeriod, validAt, tempC)
+OVN_PROPERTIES(Observation, stationId, dataSource, latitude, longitude, place, profile, observedAt, observedAtISO,
+               measurements, periods, extras)
