@@ -1,6 +1,7 @@
 #include "PropertyMapper/OVNPropertyMapper.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <shared_mutex>
 #include <unordered_map>
@@ -30,18 +31,28 @@ struct TransparentHash {
 template <class V>
 using NameMap = std::unordered_map<std::string, V, TransparentHash, std::equal_to<>>;
 
+struct PropertySlot;
+
 // One entry of a mapping table, prepared once when the table is registered.
 struct MappingEntry {
   std::string key;
   std::vector<std::string> components;  // the key split at its dots
+  // Where each component was last found in its source dictionary. Payloads repeat one
+  // shape, so the next dictionary usually holds the key at the same index and the lookup
+  // costs one comparison. Shared by mapping threads: a stale hint only costs a search.
+  std::unique_ptr<std::atomic<std::uint32_t>[]> hints;
   OVNPropertyDescriptorRef descriptor;
   bool wholeSource = false;  // a nested object built from the source itself ("*", "^...")
+  // The descriptor's property on the class the table was registered for (null when that
+  // class lacks it), so that mapping objects of exactly that class needs no lookups.
+  const PropertySlot* slot = nullptr;
 };
 
 // A registered table: the dictionary as given (a copy) and its entries in table order.
 struct ClassMapping {
   OVNDictionaryRef table;
   std::vector<MappingEntry> entries;
+  const OVNClass* boundClass = nullptr;  // the class the entries' slots belong to
 };
 
 // How an array is stored into a property of a given type.
@@ -58,6 +69,11 @@ struct PropertySlot {
 struct ClassInfo {
   OVNDictionaryRef properties;  // name -> type string, immutable
   NameMap<PropertySlot> slots;
+
+  const PropertySlot* slot(std::string_view name) const {
+    auto found = slots.find(name);
+    return found == slots.end() ? nullptr : &found->second;
+  }
 };
 
 std::vector<std::string> splitKeyPath(std::string_view key) {
@@ -86,6 +102,7 @@ std::vector<MappingEntry> prepareEntries(const OVNDictionaryRef& table) {
     MappingEntry entry;
     entry.key = key;
     entry.components = splitKeyPath(key);
+    entry.hints = std::make_unique<std::atomic<std::uint32_t>[]>(entry.components.size());
     entry.wholeSource = descriptor->type() == OVNPropertyDescriptor::NestedObject && isWholeSourceKey(key);
     entry.descriptor = std::move(descriptor);
     entries.push_back(std::move(entry));
@@ -93,24 +110,25 @@ std::vector<MappingEntry> prepareEntries(const OVNDictionaryRef& table) {
   return entries;
 }
 
-ClassMapping makeClassMapping(OVNDictionaryRef table) {
-  ClassMapping mapping;
-  mapping.entries = prepareEntries(table);
-  mapping.table = std::move(table);
-  return mapping;
-}
-
-// The value at a key path of a source dictionary; levels are dictionaries (an array level
-// collects its members' values, as key-value coding does). Missing when a level is absent.
-OVNValue valueAtPath(const OVNDictionary& source, const MappingEntry& entry) {
+// The value at a key path of a source dictionary, or null when a level is absent. Levels are
+// dictionaries; an array on the way collects its members' values (as key-value coding
+// does) into `scratch`.
+const OVNValue* valueAtPath(const OVNDictionary& source, const MappingEntry& entry, OVNValue& scratch) {
   const OVNDictionary* level = &source;
   for (std::size_t i = 0; i < entry.components.size(); ++i) {
-    auto found = level->entries().find(entry.components[i]);
-    if (found == level->entries().end()) return {};
+    const OVNDictionaryStorage& storage = level->entries();
+    const std::uint32_t hint = entry.hints[i].load(std::memory_order_relaxed);
+    auto found = storage.begin() + std::min<std::size_t>(hint, storage.size());
+    if (found == storage.end() || found->first != entry.components[i]) {
+      found = storage.find(entry.components[i]);
+      if (found == storage.end()) return nullptr;
+      entry.hints[i].store(static_cast<std::uint32_t>(found - storage.begin()), std::memory_order_relaxed);
+    }
     const OVNValue& value = found->second;
-    if (i + 1 == entry.components.size()) return value;
-    if (auto nested = value.dictionary()) {
-      level = nested.get();
+    if (i + 1 == entry.components.size()) return &value;
+    if (value.isDictionary()) {
+      // The source outlives the walk, so the level can be borrowed.
+      level = value.dictionary().get();
       continue;
     }
     if (value.isArray()) {
@@ -119,14 +137,20 @@ OVNValue valueAtPath(const OVNDictionary& source, const MappingEntry& entry) {
         if (!rest.empty()) rest += '.';
         rest += entry.components[j];
       }
-      return value.valueForKeyPath(rest);
+      scratch = value.valueForKeyPath(rest);
+      return &scratch;
     }
-    return {};
+    return nullptr;
   }
-  return {};
+  return nullptr;
 }
 
-OVNValue withoutNull(OVNValue value) { return value.isNull() ? OVNValue() : value; }
+const OVNValue kMissing;
+
+// Missing and the null marker read the same to rules.
+const OVNValue& presentOrMissing(const OVNValue* value) {
+  return value && !value->isNull() ? *value : kMissing;
+}
 
 std::shared_ptr<OVNError> mapperError(std::int64_t code, std::string message) {
   return OVNError::errorWithDomain(kOVNPropertyMapperErrorDomain, code, message);
@@ -148,6 +172,21 @@ class OVNPropertyMapper::Impl {
   // Written on first use of each class, possibly from several mapping threads at once.
   mutable std::shared_mutex classInfoLock;
   mutable NameMap<std::shared_ptr<const ClassInfo>> classInfos;
+
+  ClassMapping makeClassMapping(OVNDictionaryRef table, const OVNClass* cls) const {
+    ClassMapping mapping;
+    mapping.entries = prepareEntries(table);
+    mapping.table = std::move(table);
+    if (cls) {
+      const ClassInfo& info = classInfo(*cls);  // cached for the mapper's life: the slots stay valid
+      for (MappingEntry& entry : mapping.entries) entry.slot = info.slot(entry.descriptor->propertyName());
+      mapping.boundClass = cls;
+    }
+    return mapping;
+  }
+
+  void applyMapping(OVNPropertyMapper& mapper, const ClassMapping& mapping, const OVNObjectRef& object,
+                    const OVNDictionaryRef& dictionary) const;
 
   const ClassMapping* mappingNamed(std::string_view name) const {
     auto found = mappings.find(name);
@@ -228,21 +267,23 @@ bool OVNPropertyMapper::addMappings(const OVNDictionaryRef& mappings, const OVNC
   auto& existing = impl_->mappings[cls.name()];
   auto merged = existing.table ? existing.table->mutableCopy() : std::make_shared<OVNDictionary>();
   if (mappings) merged->addEntries(*mappings);
-  existing = makeClassMapping(std::move(merged));
+  existing = impl_->makeClassMapping(std::move(merged), &cls);
   return true;
 }
 
 bool OVNPropertyMapper::setMappings(const OVNDictionaryRef& mappings, const OVNClass& cls,
                                     std::shared_ptr<OVNError>* error) {
   if (auto problem = validateMappings(mappings, cls)) return refuse(problem, error);
-  impl_->mappings[cls.name()] = makeClassMapping(mappings ? mappings->mutableCopy() : std::make_shared<OVNDictionary>());
+  impl_->mappings[cls.name()] =
+      impl_->makeClassMapping(mappings ? mappings->mutableCopy() : std::make_shared<OVNDictionary>(), &cls);
   return true;
 }
 
 void OVNPropertyMapper::addMappingsFromPropertyMapper(const OVNPropertyMapper& other) {
   if (&other == this) return;
   for (const auto& [name, mapping] : other.impl_->mappings) {
-    impl_->mappings[name] = makeClassMapping(mapping.table ? mapping.table->mutableCopy() : nullptr);
+    impl_->mappings[name] =
+        impl_->makeClassMapping(mapping.table ? mapping.table->mutableCopy() : nullptr, OVNClass::named(name));
   }
   for (const auto& [name, encoder] : other.impl_->encoders) impl_->encoders[name] = encoder;
   for (const auto& [name, decoder] : other.impl_->decoders) impl_->decoders[name] = decoder;
@@ -372,7 +413,9 @@ class Validator {
       const OVNPropertyDescriptor& descriptor = *entry.descriptor;
       if (descriptor.type() != OVNPropertyDescriptor::NestedObject) {
         if (descriptor.validationBlocks().empty()) continue;
-        for (auto& error : descriptor.validateValue(withoutNull(valueAtPath(values, entry)))) errors.push_back(error);
+        OVNValue scratch;
+        for (auto& error : descriptor.validateValue(presentOrMissing(valueAtPath(values, entry, scratch))))
+          errors.push_back(error);
         continue;
       }
       const OVNClass* nestedClass = descriptor.propertyClass();
@@ -382,7 +425,8 @@ class Validator {
                                      OVNFormat("Mapper for class [%@] not found", nameOf(nestedClass))));
         continue;
       }
-      validate(nested->entries, withoutNull(valueAtPath(values, entry)), errors);
+      OVNValue scratch;
+      validate(nested->entries, presentOrMissing(valueAtPath(values, entry, scratch)), errors);
     }
   }
 
@@ -412,6 +456,10 @@ OVNPropertyMapper::Errors OVNPropertyMapper::validateMappingWithValuesDictionary
   if (values) Validator(*impl_).validateDictionary(prepareEntries(mapping), *values, errors);
   return errors;
 }
+
+namespace {
+void assignSafely(const PropertySlot* slot, std::string_view name, OVNObject& object, const OVNValue& value);
+}  // namespace
 
 // ---- create and update -------------------------------------------------------------------
 
@@ -450,12 +498,18 @@ OVNDictionaryRef sourceDictionary(const OVNValue& source) {
 }
 
 // The source with every mapped key taken out: top-level keys, and for dotted keys the last
-// component inside its parent dictionary.
+// component inside its parent dictionary; a fully mutable deep copy of what remains. Mapped
+// top-level entries are dropped before copying, so the bulk of a payload is never copied.
 OVNDictionaryRef unmappedRemainder(const OVNDictionaryRef& source, const std::vector<MappingEntry>* entries) {
-  OVNDictionaryRef remainder = ovn_mutableDeepCopy(source);
-  if (!remainder || !entries) return remainder;
+  if (!source) return nullptr;
+  if (!entries) return ovn_mutableDeepCopy(source);
+  OVNDictionary::Storage kept;
+  for (const auto& [key, value] : *source) {
+    const bool mapped = std::any_of(entries->begin(), entries->end(), [&](const MappingEntry& e) { return e.key == key; });
+    if (!mapped) kept.insert_or_assign(key, value);
+  }
+  OVNDictionaryRef remainder = ovn_mutableDeepCopy(std::make_shared<OVNDictionary>(std::move(kept), false));
   for (const MappingEntry& entry : *entries) {
-    remainder->remove(entry.key);
     const auto lastDot = entry.key.rfind('.');
     if (lastDot == std::string::npos) continue;
     const OVNValue parent = remainder->valueForKeyPath(std::string_view(entry.key).substr(0, lastDot));
@@ -484,59 +538,83 @@ void applyFinalDecoder(const OVNPropertyMapper::Impl& impl, const OVNObjectRef& 
 
 }  // namespace
 
+namespace {
+// classPropertyForInstance through a resolved slot: the nested object held in the
+// property, or a new one made and stored there.
+OVNObjectRef nestedObject(OVNPropertyMapper& mapper, OVNObject& object, const PropertySlot* slot,
+                          std::string_view name, const OVNClass* cls) {
+  if (!slot || !slot->property) return nullptr;
+  const OVNValue current = slot->property->get(object);
+  if (current.isPresent() && !current.isNull()) return current.object();
+  if (!cls) return nullptr;
+  OVNObjectRef created = mapper._createObjectWithClass(*cls, OVNValue());
+  if (created) assignSafely(slot, name, object, created);
+  return created;
+}
+}  // namespace
+
+void OVNPropertyMapper::Impl::applyMapping(OVNPropertyMapper& mapper, const ClassMapping& mapping,
+                                           const OVNObjectRef& object, const OVNDictionaryRef& dictionary) const {
+  // Objects of the class the table was registered for use the slots resolved then.
+  const ClassInfo* info = mapping.boundClass == &object->objectClass() ? nullptr : &classInfo(object->objectClass());
+  const OVNValue whole(dictionary);
+  OVNValue scratch;
+  for (const MappingEntry& entry : mapping.entries) {
+    const OVNPropertyDescriptor& descriptor = *entry.descriptor;
+    if (!(descriptor.mode() & OVNPropertyDescriptor::Decode) || descriptor.type() > OVNPropertyDescriptor::WholeObject)
+      continue;
+    const OVNValue* found = entry.wholeSource ? &whole : valueAtPath(*dictionary, entry, scratch);
+    if (!found || found->isMissing() || found->isNull()) continue;
+    const OVNValue& value = *found;
+    const std::string& name = descriptor.propertyName();
+    const PropertySlot* slot = info ? info->slot(name) : entry.slot;
+    switch (descriptor.type()) {
+      case OVNPropertyDescriptor::Plain:
+        assignSafely(slot, name, *object, value);
+        break;
+      case OVNPropertyDescriptor::NestedObject:
+        if (value.isDictionary()) {
+          if (auto nested = nestedObject(mapper, *object, slot, name, descriptor.propertyClass()))
+            mapper.updateObjectInstance(nested, value, nested->className());
+        } else if (auto array = value.array()) {
+          std::vector<OVNValue> results;
+          results.reserve(array->count());
+          for (const OVNValue& element : *array) {
+            // Elements that are not dictionaries are skipped like elements the factory
+            // cannot make, with the same line.
+            OVNObjectRef created = element.isDictionary() && descriptor.propertyClass()
+                                       ? mapper._createObjectWithClass(*descriptor.propertyClass(), element)
+                                       : nullptr;
+            if (!created) {
+              OVNConsoleLog::writeFormat("**ERROR** Could not create instance of %@ in array for property %@",
+                                         nameOf(descriptor.propertyClass()), entry.key);
+              continue;
+            }
+            results.emplace_back(std::move(created));
+          }
+          assignSafely(slot, name, *object, OVNArray::make(std::move(results), true));
+        }
+        break;
+      case OVNPropertyDescriptor::NestedProperty:
+        if (auto holder = mapper.classPropertyForInstance(object, descriptor.classPropertyName(), descriptor.propertyClass()))
+          mapper.setSafeValue(value, name, *holder);
+        break;
+      case OVNPropertyDescriptor::Converted:
+        if (descriptor.decodingBlock()) assignSafely(slot, name, *object, descriptor.decodingBlock()(value, name));
+        break;
+      case OVNPropertyDescriptor::WholeObject:
+        if (descriptor.decodingConsumerBlock()) descriptor.decodingConsumerBlock()(value, object);
+        break;
+    }
+  }
+}
+
 void OVNPropertyMapper::updateObjectInstance(const OVNObjectRef& object, const OVNValue& source,
                                              std::string_view mappingKey) {
   if (!object) return;
   const ClassMapping* mapping = impl_->mappingNamed(mappingKey);
   const OVNDictionaryRef dictionary = sourceDictionary(source);
-  if (mapping && dictionary && !dictionary->empty()) {
-    for (const MappingEntry& entry : mapping->entries) {
-      const OVNPropertyDescriptor& descriptor = *entry.descriptor;
-      if (!(descriptor.mode() & OVNPropertyDescriptor::Decode) || descriptor.type() > OVNPropertyDescriptor::WholeObject)
-        continue;
-      const OVNValue value = entry.wholeSource ? OVNValue(dictionary) : valueAtPath(*dictionary, entry);
-      if (value.isMissing() || value.isNull()) continue;
-      switch (descriptor.type()) {
-        case OVNPropertyDescriptor::Plain:
-          setSafeValue(value, descriptor.propertyName(), *object);
-          break;
-        case OVNPropertyDescriptor::NestedObject:
-          if (value.isDictionary()) {
-            if (auto nested = classPropertyForInstance(object, descriptor.propertyName(), descriptor.propertyClass()))
-              updateObjectInstance(nested, value, nested->className());
-          } else if (auto array = value.array()) {
-            std::vector<OVNValue> results;
-            results.reserve(array->count());
-            for (const OVNValue& element : *array) {
-              // Elements that are not dictionaries are skipped like elements the factory
-              // cannot make, with the same line.
-              OVNObjectRef created = element.isDictionary() && descriptor.propertyClass()
-                                         ? _createObjectWithClass(*descriptor.propertyClass(), element)
-                                         : nullptr;
-              if (!created) {
-                OVNConsoleLog::writeFormat("**ERROR** Could not create instance of %@ in array for property %@",
-                                           nameOf(descriptor.propertyClass()), entry.key);
-                continue;
-              }
-              results.emplace_back(std::move(created));
-            }
-            setSafeValue(OVNArray::make(std::move(results), true), descriptor.propertyName(), *object);
-          }
-          break;
-        case OVNPropertyDescriptor::NestedProperty:
-          if (auto holder = classPropertyForInstance(object, descriptor.classPropertyName(), descriptor.propertyClass()))
-            setSafeValue(value, descriptor.propertyName(), *holder);
-          break;
-        case OVNPropertyDescriptor::Converted:
-          if (descriptor.decodingBlock())
-            setSafeValue(descriptor.decodingBlock()(value, descriptor.propertyName()), descriptor.propertyName(), *object);
-          break;
-        case OVNPropertyDescriptor::WholeObject:
-          if (descriptor.decodingConsumerBlock()) descriptor.decodingConsumerBlock()(value, object);
-          break;
-      }
-    }
-  }
+  if (mapping && dictionary && !dictionary->empty()) impl_->applyMapping(*this, *mapping, object, dictionary);
   applyFinalDecoder(*impl_, object, dictionary, mappingKey, mapping);
 }
 
@@ -599,25 +677,32 @@ void store(OVNObject& object, const PropertySlot* slot, std::string_view name, c
 
 }  // namespace
 
-void OVNPropertyMapper::setSafeValue(const OVNValue& value, std::string_view propertyName, OVNObject& object) const {
-  const ClassInfo& info = impl_->classInfo(object.objectClass());
-  auto found = info.slots.find(propertyName);
-  const PropertySlot* slot = found == info.slots.end() ? nullptr : &found->second;
+namespace {
+
+// The rules of setSafeValue for a resolved property slot (null: the class has no such
+// property).
+void assignSafely(const PropertySlot* slot, std::string_view name, OVNObject& object, const OVNValue& value) {
   if (value.isMissing() || value.isNull()) {
-    if (slot && slot->clearedByNil) store(object, slot, propertyName, OVNValue());
+    if (slot && slot->clearedByNil) store(object, slot, name, OVNValue());
     return;
   }
   auto array = value.array();
   if (!array) {
-    store(object, slot, propertyName, value);
+    store(object, slot, name, value);
     return;
   }
   switch (slot ? slot->arrayStorage : ArrayStorage::Refused) {
-    case ArrayStorage::AsIs: store(object, slot, propertyName, value); break;
-    case ArrayStorage::Set: store(object, slot, propertyName, asSet(*array)); break;
-    case ArrayStorage::OrderedSet: store(object, slot, propertyName, asOrderedSet(*array)); break;
+    case ArrayStorage::AsIs: store(object, slot, name, value); break;
+    case ArrayStorage::Set: store(object, slot, name, asSet(*array)); break;
+    case ArrayStorage::OrderedSet: store(object, slot, name, asOrderedSet(*array)); break;
     case ArrayStorage::Refused: break;
   }
+}
+
+}  // namespace
+
+void OVNPropertyMapper::setSafeValue(const OVNValue& value, std::string_view propertyName, OVNObject& object) const {
+  assignSafely(impl_->classInfo(object.objectClass()).slot(propertyName), propertyName, object, value);
 }
 
 // ---- serialize -----------------------------------------------------------------------------

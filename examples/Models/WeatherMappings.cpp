@@ -66,11 +66,16 @@ bool registerWeatherMappings(OVNPropertyMapper& mapper) {
                           mapper.setMappings(observationTable(), Observation::classObject(), &error);
   if (!registered) return false;
 
-  // Whatever the tables do not map is kept, so nothing the service adds is lost.
+  // Whatever the tables do not map is kept, so nothing the service adds is lost. The
+  // remainder keeps "loc" (emptied of lat and long); empty parents are not worth keeping.
   mapper.setFinalMappingDecoder(
       [](const OVNDictionaryRef& unmapped, const OVNObjectRef& object) {
-        auto observation = std::static_pointer_cast<Observation>(object);
-        if (unmapped && !unmapped->empty()) observation->extras = unmapped->copy();
+        auto extras = std::make_shared<OVNDictionary>();
+        for (const auto& [key, value] : *unmapped) {
+          auto nested = value.dictionary();
+          if (!nested || !nested->empty()) extras->set(key, value);
+        }
+        if (!extras->empty()) std::static_pointer_cast<Observation>(object)->extras = extras->copy();
       },
       Observation::classObject(), OVNPropertyMapper::FinalDecoderUnmappedRemainder);
 
