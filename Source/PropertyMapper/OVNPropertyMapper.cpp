@@ -709,6 +709,14 @@ void OVNPropertyMapper::setSafeValue(const OVNValue& value, std::string_view pro
 
 namespace {
 
+// getSafeValueForKey through a resolved slot.
+OVNValue readSlot(const PropertySlot& slot, const OVNObject& object) {
+  if (!slot.property) return {};
+  const std::string& encoding = slot.property->typeEncoding();
+  if (!encoding.empty() && encoding.front() == 'r') return {};
+  return slot.property->get(object);
+}
+
 // The write target of a key: the literal walk over its leading components (a missing
 // component is created as an empty dictionary in the current target, which becomes the
 // target; a present one leaves the target where it is).
@@ -731,6 +739,8 @@ OVNValue OVNPropertyMapper::serializeObject(const OVNValue& value, std::uint64_t
   const OVNObjectRef object = value.object();
   const ClassMapping* mapping = impl_->mappingNamed(value.className());
   if (mapping) {
+    // Objects of the class the table was registered for are read through its slots.
+    const bool bound = object && mapping->boundClass == &object->objectClass();
     for (const MappingEntry& entry : mapping->entries) {
       const OVNPropertyDescriptor& descriptor = *entry.descriptor;
       if (!(descriptor.mode() & OVNPropertyDescriptor::Encode)) continue;
@@ -738,7 +748,9 @@ OVNValue OVNPropertyMapper::serializeObject(const OVNValue& value, std::uint64_t
 
       OVNValue property;
       if (object) {
-        if (descriptor.type() == OVNPropertyDescriptor::NestedProperty) {
+        if (bound && descriptor.type() != OVNPropertyDescriptor::NestedProperty) {
+          property = entry.slot ? readSlot(*entry.slot, *object) : OVNValue();
+        } else if (descriptor.type() == OVNPropertyDescriptor::NestedProperty) {
           if (auto holder = getSafeValueForKey(descriptor.classPropertyName(), *object).object())
             property = getSafeValueForKey(descriptor.propertyName(), *holder);
         } else {
