@@ -114,6 +114,7 @@ TEST(PropertyDescriptorValidation, NamedValidatorErrorCarriesDomainCodeAndMessag
   EXPECT_EQ(errors[0]->localizedDescription(), "minLength validation failed on title");
   EXPECT_EQ(errors[0]->userInfo()->objectForKey(OVNLocalizedDescriptionKey).description(),
             "minLength validation failed on title");
+  EXPECT_EQ(OVNPropertyMapperErrorDescription, nullptr);  // exported, holds nothing
 }
 
 TEST(PropertyDescriptorValidation, NamedValidationRunsEvenOnNothingAndNothingFails) {

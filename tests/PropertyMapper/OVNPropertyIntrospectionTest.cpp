@@ -135,7 +135,7 @@ TEST(PropertyIntrospectionType, OwnPropertiesOnlyWithTypesOfTheirMembers) {
   for (const auto& [name, type] : expected) EXPECT_EQ(item->objectForKey(name).description(), type) << name;
 }
 
-TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsAndIsCached) {
+TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsWhichWinAndIsCached) {
   auto mapper = OVNPropertyMapper::init();
   auto table = mapper->propertiesForClass(IntrospectionChild::classObject());
   // Three of the model's own plus the four the root object declares.
@@ -148,10 +148,8 @@ TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsAndIsCached) {
   EXPECT_EQ(mapper->propertiesForClass(IntrospectionChild::classObject()), table);
   EXPECT_EQ(mapper->cachedPropertiesByClass()->objectForKey("IntrospectionChild").dictionary(), table);
   EXPECT_FALSE(mapper->cachedPropertiesByClass()->contains("IntrospectionBase"));
-}
 
-TEST(PropertyIntrospectionTable, AncestorDeclarationWins) {
-  auto mapper = OVNPropertyMapper::init();
+  // Where a subclass redeclares a property, the ancestor's type string wins.
   EXPECT_EQ(ovn_propertiesDictionaryFromClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(),
             "NSString");
   EXPECT_EQ(mapper->propertiesForClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(), "q");
