@@ -37,7 +37,7 @@ void ovn_performBlockInBackground(std::function<void()> block) {
 namespace {
 // The root's own properties, which say nothing about a model; fixed when the library loads.
 constexpr std::array<std::string_view, 4> kUndescribedProperties = {"superclass", "hash", "debugDescription",
-                                                                     "description"};
+                                                                    "description"};
 
 bool isDescribed(std::string_view name) {
   for (std::string_view excluded : kUndescribedProperties) {

@@ -49,8 +49,9 @@ const OVNClass* classForEncoding(std::string_view encoding) {
   if (encoding.size() == 1 && std::string_view("BCILQScdfilqs").find(encoding[0]) != std::string_view::npos) {
     return OVNClass::named("NSNumber");
   }
-  if (encoding[0] != '@') return nullptr;  // structures, C strings, selectors, pointers, classes
-  if (encoding.size() > 1 && encoding[1] == '?') return nullptr;  // callbacks
+  // Structures, C strings, selectors, pointers and classes are not coded; nor are callbacks.
+  if (encoding[0] != '@') return nullptr;
+  if (encoding.size() > 1 && encoding[1] == '?') return nullptr;
   if (encoding.size() >= 3 && encoding[1] == '"' && encoding.back() == '"') {
     std::string_view name = encoding.substr(2, encoding.size() - 3);
     name = name.substr(0, name.find('<'));  // NSArray<Foo> is an NSArray
@@ -182,7 +183,8 @@ std::vector<std::string> uncodableProperties(const OVNClass& cls) {
 
 OVNCodableProperties codableProperties(const OVNClass& cls) {
   if (cls.hasHook("codableKeys")) {
-    OVNConsoleLog::write("AutoCoding Warning: codableKeys method is no longer supported. Use codableProperties instead.");
+    OVNConsoleLog::write(
+        "AutoCoding Warning: codableKeys method is no longer supported. Use codableProperties instead.");
   }
   if (cls.hasHook("uncodableKeys")) {
     OVNConsoleLog::write(

@@ -91,10 +91,10 @@ OVNValue ovn_objectWithContentsOfFile(const std::string& path);
 // are members of the class (data members or accessors), checked when compiling:
 //
 //   OVN_UNCODABLE_PROPERTIES(Observation, cachedIcon, rawPayload);
-#define OVN_UNCODABLE_PROPERTIES(Name, ...)                                                    \
-  [[maybe_unused]] static const bool OVN_DETAIL_CAT(ovnUncodable_, __COUNTER__) =               \
-      ::ovn::detail::declareUncodableProperties(                                                \
-          Name::classObject(), {OVN_DETAIL_FOR_EACH(OVN_DETAIL_UNCODABLE_NAME, Name, __VA_ARGS__)})
+#define OVN_UNCODABLE_PROPERTIES(Name, ...)                                       \
+  [[maybe_unused]] static const bool OVN_DETAIL_CAT(ovnUncodable_, __COUNTER__) = \
+      ::ovn::detail::declareUncodableProperties(Name::classObject(),              \
+                                                {OVN_DETAIL_FOR_EACH(OVN_DETAIL_UNCODABLE_NAME, Name, __VA_ARGS__)})
 
 // ---- implementation ---------------------------------------------------------------------
 

@@ -88,17 +88,26 @@ class NullAccessor final : public OVNPropertyAccessor {
 const OVNClass& handMadeClass() {
   static const OVNClass cls("AutoCodingHandMade", &OVNObject::classObject(), {}, [] {
     const std::pair<const char*, const char*> declared[] = {
-        {"list", "T@\"NSArray<Foo>\",&,N,V_list"},     {"unknown", "T@\"AutoCodingNoSuchClass\",&,N,V_unknown"},
-        {"any", "T@,&,N,Vany"},                        {"legacy", "Tl,R,N,V_legacy"},
-        {"dynamicValue", "TL,N,D"},                    {"readOnlyDynamic", "Tq,R,N,D"},
-        {"klass", "T#,N,V_klass"},                     {"text", "T*,N,V_text"},
-        {"selector", "T:,N,V_selector"},               {"pointer", "T^v,N,V_pointer"},
-        {"computed", "T@\"NSString\",C,N"},            {"untyped", "C,N,V_untyped"},
-        {"other", "Tq,N,V_another"},                   {"prefixed", "Tq,N,V__prefixed"},
-        {"block", "T@?,C,N,V_block"},                  {"point", "T{CGPoint=dd},N,V_point"},
+        {"list", "T@\"NSArray<Foo>\",&,N,V_list"},
+        {"unknown", "T@\"AutoCodingNoSuchClass\",&,N,V_unknown"},
+        {"any", "T@,&,N,Vany"},
+        {"legacy", "Tl,R,N,V_legacy"},
+        {"dynamicValue", "TL,N,D"},
+        {"readOnlyDynamic", "Tq,R,N,D"},
+        {"klass", "T#,N,V_klass"},
+        {"text", "T*,N,V_text"},
+        {"selector", "T:,N,V_selector"},
+        {"pointer", "T^v,N,V_pointer"},
+        {"computed", "T@\"NSString\",C,N"},
+        {"untyped", "C,N,V_untyped"},
+        {"other", "Tq,N,V_another"},
+        {"prefixed", "Tq,N,V__prefixed"},
+        {"block", "T@?,C,N,V_block"},
+        {"point", "T{CGPoint=dd},N,V_point"},
     };
     std::vector<OVNProperty> list;
-    for (const auto& [name, attributes] : declared) list.emplace_back(name, attributes, std::make_shared<NullAccessor>());
+    for (const auto& [name, attributes] : declared)
+      list.emplace_back(name, attributes, std::make_shared<NullAccessor>());
     return list;
   }());
   return cls;
@@ -170,13 +179,16 @@ OVNDataRef archiveRenamingClass(const OVNObject& object, const std::string& from
 
 TEST(OVNAutoCodingTest, CodableTablesFollowTypesFieldsAndAncestors) {
   using Names = std::map<std::string, std::string>;
-  EXPECT_EQ(classNames(codableProperties(AutoCodingStation::classObject())),
-            (Names{{"title", "NSString"}, {"count", "NSNumber"}, {"temperature", "NSNumber"}, {"total", "NSNumber"},
-                   {"observedAt", "NSDate"}, {"place", "AutoCodingPlace"}, {"places", "NSArray"},
-                   {"readings", "NSArray"}, {"elevation", "NSNumber"}}));
-  EXPECT_EQ(classNames(codableProperties(handMadeClass())),
-            (Names{{"list", "NSArray"}, {"unknown", "NSObject"}, {"any", "NSObject"}, {"legacy", "NSNumber"},
-                   {"dynamicValue", "NSNumber"}}));
+  const Names station{{"title", "NSString"}, {"count", "NSNumber"},    {"temperature", "NSNumber"},
+                      {"total", "NSNumber"}, {"observedAt", "NSDate"}, {"place", "AutoCodingPlace"},
+                      {"places", "NSArray"}, {"readings", "NSArray"},  {"elevation", "NSNumber"}};
+  EXPECT_EQ(classNames(codableProperties(AutoCodingStation::classObject())), station);
+  const Names handMade{{"list", "NSArray"},
+                       {"unknown", "NSObject"},
+                       {"any", "NSObject"},
+                       {"legacy", "NSNumber"},
+                       {"dynamicValue", "NSNumber"}};
+  EXPECT_EQ(classNames(codableProperties(handMadeClass())), handMade);
 
   const auto sub = OVNMake<AutoCodingSubStation>();
   const OVNCodableProperties& merged = ovn_codableProperties(*sub);
@@ -286,14 +298,16 @@ TEST(OVNAutoCodingTest, WrongClassRaisesOrFails) {
   loose->places = OVNArray::make({"not a place"});
   error = nullptr;
   const auto strings = archiveRenamingClass(*loose, "AutoCodingLooseStation", "AutoCodingStation");
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *strings, &error).isMissing());
+  EXPECT_TRUE(
+      OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *strings, &error).isMissing());
   ASSERT_TRUE(error);
   EXPECT_NE(error->localizedDescription().find("'places'"), std::string::npos) << error->localizedDescription();
 
   // An unknown class anywhere in the archive fails the whole decode.
   error = nullptr;
   const auto unknown = archiveRenamingClass(*sampleStation(), "AutoCodingPlace", "AutoCodingNoSuchPlace");
-  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *unknown, &error).isMissing());
+  EXPECT_TRUE(
+      OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *unknown, &error).isMissing());
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), OVNCoderReadCorruptError);
 }
@@ -316,7 +330,7 @@ TEST(OVNAutoCodingTest, CopyAndDictionaryShareCodableValues) {
 
   const auto dictionary = ovn_dictionaryRepresentation(*station);
   EXPECT_EQ(dictionary->allKeys(), (std::vector<std::string>{"count", "elevation", "place", "places", "readings",
-                                                            "temperature", "title", "total"}));
+                                                             "temperature", "title", "total"}));
   EXPECT_EQ(dictionary->objectForKey("place").object(), station->place);
   EXPECT_TRUE(dictionary->objectForKey("count").isEqual(-42));
 }
