@@ -112,10 +112,15 @@ std::vector<const OVNClass*> allowedClasses(const OVNClass& expected, bool secur
     allowed.push_back(&rootClass());
     return allowed;
   }
-  for (const char* name : {"NSString", "NSNumber", "NSValue", "NSDate", "NSData", "NSNull", "NSArray", "NSDictionary",
-                           "NSSet", "NSOrderedSet"}) {
-    if (const OVNClass* cls = OVNClass::named(name)) allowed.push_back(cls);
-  }
+  static const std::vector<const OVNClass*> plainValueClasses = [] {
+    std::vector<const OVNClass*> classes;
+    for (const char* name : {"NSString", "NSNumber", "NSValue", "NSDate", "NSData", "NSNull", "NSArray", "NSDictionary",
+                             "NSSet", "NSOrderedSet"}) {
+      if (const OVNClass* cls = OVNClass::named(name)) classes.push_back(cls);
+    }
+    return classes;
+  }();
+  allowed.insert(allowed.end(), plainValueClasses.begin(), plainValueClasses.end());
   return allowed;
 }
 
