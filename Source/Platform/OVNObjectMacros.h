@@ -12,7 +12,10 @@
 //   OVN_PROPERTIES(Observation, placeName, tempC, place)          // in one .cpp file
 //
 // Each OVN_PROPERTIES element is a data member (read-write), a const getter without
-// arguments (read-only), or a parenthesised pair (getter, setter) (read-write, dynamic).
+// arguments (read-only), a parenthesised pair (getter, setter) (read-write, dynamic), or
+// (name, stored_as, member): the data member `member` exposed as the property `name`, its
+// attribute text naming the member as the backing field (T@"NSString",C,N,VhiddenTitle_),
+// which keeps the property out of automatic archives.
 // Members of unsupported types, misspelt names and a missing OVN_CLASS fail to compile.
 // OVN_PROPERTIES also registers the class by name when the program loads. Name classes
 // uniquely across namespaces: the registry knows a class by its plain name.
@@ -73,7 +76,9 @@ OVNClass::Factory defaultFactory() {
 #define OVN_DETAIL_REGISTER(Name, counter) \
   [[maybe_unused]] static const ::OVNClass& OVN_DETAIL_CAT(ovnClass_, counter) = Name::classObject();
 
-// Element dispatch: `name` -> makeProperty(&Cls::name); `(getter, setter)` -> accessor pair.
+// Element dispatch: `name` -> makeProperty(&Cls::name); `(getter, setter)` -> accessor pair;
+// `(name, stored_as, member)` -> renamed field. Any other parenthesised form, or another
+// word in place of `stored_as`, names an undeclared identifier and fails to compile.
 #define OVN_DETAIL_PROBE(...) ~, 1
 #define OVN_DETAIL_SECOND(a, b, ...) b
 #define OVN_DETAIL_SECOND_I(...) OVN_DETAIL_SECOND(__VA_ARGS__)
@@ -86,9 +91,15 @@ OVNClass::Factory defaultFactory() {
 #define OVN_DETAIL_MEMBER_PROPERTY(Cls, x) ::ovn::detail::makeProperty<Cls>(#x, &Cls::x)
 #define OVN_DETAIL_UNPAREN(...) __VA_ARGS__
 #define OVN_DETAIL_ACCESSOR_PROPERTY(Cls, x) OVN_DETAIL_ACCESSOR_PROPERTY_I(Cls, OVN_DETAIL_UNPAREN x)
-#define OVN_DETAIL_ACCESSOR_PROPERTY_I(Cls, ...) OVN_DETAIL_ACCESSOR_PROPERTY_II(Cls, __VA_ARGS__)
-#define OVN_DETAIL_ACCESSOR_PROPERTY_II(Cls, getter, setter) \
+#define OVN_DETAIL_ACCESSOR_PROPERTY_I(Cls, ...) \
+  OVN_DETAIL_CAT(OVN_DETAIL_PAREN_PROPERTY_, OVN_DETAIL_COUNT(__VA_ARGS__))(Cls, __VA_ARGS__)
+#define OVN_DETAIL_COUNT(...) OVN_DETAIL_COUNT_I(__VA_ARGS__, 3, 2, 1, ~)
+#define OVN_DETAIL_COUNT_I(a, b, c, n, ...) n
+#define OVN_DETAIL_PAREN_PROPERTY_2(Cls, getter, setter) \
   ::ovn::detail::makeAccessorProperty<Cls>(#getter, &Cls::getter, &Cls::setter)
+#define OVN_DETAIL_PAREN_PROPERTY_3(Cls, name, keyword, member) \
+  OVN_DETAIL_CAT(OVN_DETAIL_FIELD_KEYWORD_, keyword)::ovn::detail::makeFieldProperty<Cls>(#name, #member, &Cls::member)
+#define OVN_DETAIL_FIELD_KEYWORD_stored_as
 
 // A comma-separated map over up to 256 elements.
 #define OVN_DETAIL_PARENS ()

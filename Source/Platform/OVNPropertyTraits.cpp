@@ -11,7 +11,7 @@ std::string makeAttributes(const std::string& encoding, const char* ownership, b
   }
   text += ",N";
   if (dynamic) text += ",D";
-  if (!field.empty()) text += ",V_" + field;
+  if (!field.empty()) text += ",V" + field;
   return text;
 }
 }  // namespace ovn::detail

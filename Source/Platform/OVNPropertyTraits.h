@@ -328,7 +328,8 @@ struct PropertyTraits<T, std::enable_if_t<HasStructEncoding<T>::value>> {
   }
 };
 
-//! The attribute text: T<encoding>[,R][,C|&|W],N[,D][,V<field>].
+//! The attribute text: T<encoding>[,R][,C|&|W],N[,D][,V<field>]; `field` is the backing
+//! field's full name ("_title" for a member declared as `title`), empty for none.
 std::string makeAttributes(const std::string& encoding, const char* ownership, bool readOnly, bool dynamic,
                            const std::string& field);
 
@@ -381,12 +382,24 @@ class GetterSetterAccessor final : public OVNPropertyAccessor {
   void (Cls::*setter_)(P);
 };
 
-// A data member: read-write, backed by the field of the same name.
+// A data member: read-write, backed by the field of the same name (spelt `_name`, as the
+// platform synthesizes it).
 template <class Cls, class Owner, class M>
 OVNProperty makeProperty(const char* name, M Owner::*member) {
   static_assert(std::is_base_of_v<Owner, Cls>, "the member must belong to the class");
   using Traits = PropertyTraits<M>;
-  return OVNProperty(name, makeAttributes(Traits::encoding(), Traits::ownership, false, false, name),
+  return OVNProperty(name, makeAttributes(Traits::encoding(), Traits::ownership, false, false, "_" + std::string(name)),
+                     std::make_shared<MemberAccessor<Cls, M>>(member));
+}
+
+// A data member exposed under another property name: read-write, and the attribute text
+// names the member itself as the backing field (`VhiddenTitle_`), which is what keeps such
+// a property out of automatic archives.
+template <class Cls, class Owner, class M>
+OVNProperty makeFieldProperty(const char* name, const char* field, M Owner::*member) {
+  static_assert(std::is_base_of_v<Owner, Cls>, "the member must belong to the class");
+  using Traits = PropertyTraits<M>;
+  return OVNProperty(name, makeAttributes(Traits::encoding(), Traits::ownership, false, false, field),
                      std::make_shared<MemberAccessor<Cls, M>>(member));
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Categories/NSObject+OvrinCore.h"
+#include "Platform/OVNArray.h"
 #include "Platform/OVNDispatchQueue.h"
 #include "Platform/OVNException.h"
 #include "Platform/OVNRunLoop.h"
@@ -76,4 +77,45 @@ TEST(NSObjectOvrinCoreTest, BackgroundBlockRunsOffTheCallingThread) {
   EXPECT_NE(ranOn, caller);
 }
 
+class DescribedStation : public OVNObject {
+  OVN_CLASS(DescribedStation, OVNObject)
+ public:
+  std::string name;
+  std::int64_t id = 0;
+};
+
+class DescribedSubStation : public DescribedStation {
+  OVN_CLASS(DescribedSubStation, DescribedStation)
+ public:
+  double elevation = 0;
+  std::optional<std::string> note;
+  OVNArrayRef readings;
+  std::string summary_;  // exposed as "description", which descriptions leave out
+};
+
+TEST(NSObjectOvrinCoreTest, AutoDescriptionListsPropertiesAncestorsFirst) {
+  auto station = OVNMake<DescribedStation>();
+  station->name = "Austin";
+  station->id = 7;
+  EXPECT_EQ(ovn_autoDescription(*station), "<DescribedStation: name=Austin, id=7>");
+
+  auto sub = OVNMake<DescribedSubStation>();
+  sub->name = "Austin";
+  sub->id = 7;
+  sub->elevation = 149.5;
+  sub->readings = OVNArray::make({1, "two"});
+  sub->summary_ = "hidden";
+  EXPECT_EQ(ovn_autoDescription(*sub),
+            "<DescribedSubStation: name=Austin, id=7, elevation=149.5, note=(null), readings=(\n    1,\n    two\n)>");
+  EXPECT_EQ(ovn_autoDescriptionForClassType(*sub, DescribedStation::classObject()), "name=Austin, id=7");
+  EXPECT_EQ(ovn_autoPropertiesDescriptionInArrayFormForClassType(*sub, DescribedSubStation::classObject()).size(), 5u);
+  EXPECT_TRUE(ovn_autoPropertiesDescriptionInArrayFormForClassType(*sub, OVNObject::classObject()).empty());
+  EXPECT_EQ(ovn_autoDescription(*OVNMake<OVNObject>()), "<NSObject: >");
+  EXPECT_THROW(ovn_autoDescriptionForClassType(*station, DescribedSubStation::classObject()), OVNException)
+      << "a station is not a sub-station";
+}
+
 }  // namespace
+
+OVN_PROPERTIES(DescribedStation, name, id)
+OVN_PROPERTIES(DescribedSubStation, elevation, note, readings, (description, stored_as, summary_))

@@ -246,7 +246,38 @@ TEST(OVNObjectTest, FactoriesRunTheHookOnTheMostDerivedClass) {
   EXPECT_EQ(std::static_pointer_cast<CreationHookObject>(made)->seenClass, "CreationHookSubclass");
 }
 
+// A member exposed under another property name.
+class RenamedFieldObject : public OVNObject {
+  OVN_CLASS(RenamedFieldObject, OVNObject)
+ public:
+  std::optional<std::string> hiddenTitle_;
+  std::int64_t count_ = 0;
+  std::string label;
+};
+
+TEST(OVNObjectTest, RenamedFieldNamesTheMemberAndIsReachedByPropertyName) {
+  const OVNClass& cls = RenamedFieldObject::classObject();
+  EXPECT_EQ(attributesOf(cls, "title"), "T@\"NSString\",C,N,VhiddenTitle_");
+  EXPECT_EQ(attributesOf(cls, "count"), "Tq,N,Vcount_");
+  EXPECT_EQ(attributesOf(cls, "label"), "T@\"NSString\",C,N,V_label");
+  EXPECT_EQ(cls.ownProperty("hiddenTitle_"), nullptr);
+  EXPECT_EQ(cls.ownProperty("title")->fieldName(), "hiddenTitle_");
+  EXPECT_FALSE(cls.ownProperty("title")->isReadOnly());
+  EXPECT_FALSE(cls.ownProperty("title")->isDynamic());
+
+  auto object = OVNMake<RenamedFieldObject>();
+  object->setValue("Austin", "title");
+  object->setValue(7, "count");
+  EXPECT_EQ(object->hiddenTitle_, "Austin");
+  EXPECT_EQ(object->count_, 7);
+  object->hiddenTitle_ = "Dallas";
+  EXPECT_EQ(*object->valueForKey("title").string(), "Dallas");
+  EXPECT_TRUE(object->respondsTo("setTitle:"));
+  EXPECT_THROW(object->valueForKey("hiddenTitle_"), OVNException);
+}
+
 }  // namespace
 
 OVN_PROPERTIES(CreationHookObject)
 OVN_PROPERTIES(CreationHookSubclass)
+OVN_PROPERTIES(RenamedFieldObject, (title, stored_as, hiddenTitle_), (count, stored_as, count_), label)
