@@ -1,7 +1,8 @@
 #pragma once
 // OVNApiObject: the base of the model objects a service payload is mapped into. It has an
 // identity in the service, copies values from another object, turns itself back into a
-// dictionary, and lists the properties of model classes with their type strings.
+// dictionary, and lists the properties of model classes with their type strings. Model
+// objects archive, restore and copy themselves from their properties (OVNAutoCodingObject).
 //
 // Threads: a model object belongs to one thread at a time (the mapping operation makes it
 // off the main thread and hands it over); the class-level listings may be read anywhere.
@@ -10,10 +11,11 @@
 
 #include "Platform/OVNDictionary.h"
 #include "Platform/OVNObject.h"
+#include "PropertyMapper/OVNAutoCodingObject.h"
 #include "PropertyMapper/OVNDictionaryConvertible.h"
 
-class OVNApiObject : public OVNObject, public OVNDictionaryConvertible {
-  OVN_CLASS(OVNApiObject, OVNObject)
+class OVNApiObject : public OVNAutoCodingObject, public OVNDictionaryConvertible {
+  OVN_CLASS(OVNApiObject, OVNAutoCodingObject)
 
  public:
   OVNApiObject() = default;

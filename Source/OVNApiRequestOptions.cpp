@@ -1,6 +1,7 @@
 #include "OVNApiRequestOptions.h"
 
 #include "Categories/NSDictionary+OvrinCore.h"
+#include "Categories/NSObject+OvrinCore.h"
 #include "Platform/OVNException.h"
 #include "Platform/OVNFormat.h"
 
@@ -53,4 +54,4 @@ OVNObjectRef OVNApiRequestOptions::copy() const {
   return duplicate;
 }
 
-std::string OVNApiRequestOptions::description() const { return OVNObject::description(); }
+std::string OVNApiRequestOptions::description() const { return ovn_autoDescription(*this); }

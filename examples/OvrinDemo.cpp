@@ -1,109 +1,138 @@
-// OvrinCore demonstration: a model class declared in two lines, key-value coding and
-// observation through an observation controller, work on background and main queues with
-// the run loop, a timer, and the logger writing its file.
+// OvrinCore demonstration: a service reply mapped into the worked model set off the main
+// thread, the objects described, serialized back and archived, a mapped object watched
+// through an observation controller, and the logger writing its file.
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 
+#include "Categories/NSObject+OvrinCore.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
+#include "Observation.h"
+#include "OVNApiResponse.h"
+#include "OVNPropertyMappingOperation.h"
 #include "OvrinCoreVersion.h"
 #include "Platform/OVNClass.h"
-#include "Platform/OVNDictionary.h"
 #include "Platform/OVNDispatchQueue.h"
 #include "Platform/OVNFileManager.h"
+#include "Platform/OVNJSONSerialization.h"
+#include "Platform/OVNOperationQueue.h"
 #include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTimer.h"
+#include "PropertyMapper/NSObject+OVNAutoCoding.h"
+#include "WeatherMappings.h"
 
-// A weather observation, as the service's payloads will be mapped into.
-class Observation : public OVNObject {
-  OVN_CLASS(Observation, OVNObject)
- public:
-  std::optional<std::string> placeName;
-  double tempC = 0;
-  std::int64_t humidity = 0;
-};
-OVN_PROPERTIES(Observation, placeName, tempC, humidity)
+namespace {
 
-// The screen that shows an observation; it watches the model through its controller.
-class ObservationView : public OVNObject {
- public:
-  std::shared_ptr<OVNKVOController> kvo;
-  int updates = 0;
+// A reply of the observations endpoint, as the service sends it.
+const char* const kSampleReply = R"({
+  "success": true,
+  "error": null,
+  "response": [
+    {"id": "KAUS", "dataSource": "METAR", "loc": {"lat": 30.18, "long": -97.68},
+     "place": {"name": "austin", "state": "tx", "country": "us"},
+     "profile": {"tz": "America/Chicago", "elevM": 148, "hasPrecip": true},
+     "obTimestamp": 1795000000, "obDateTime": "2026-11-18T10:26:40-06:00",
+     "ob": {"tempC": 21.1, "tempF": 70, "dewpointC": 11.7, "humidity": 55, "pressureMB": 1016,
+            "windKPH": 13, "windDir": "SSE", "weather": "Mostly Cloudy", "weatherCoded": "::BK",
+            "icon": "mcloudy.png", "isDay": true, "visibilityKM": 16.09, "sky": 75, "precipMM": null},
+     "periods": [{"timestamp": 1795003600, "tempC": 22.0}, {"timestamp": 1795007200, "tempC": 22.8}],
+     "qc": 10},
+    {"id": "KDAL", "dataSource": "MADIS", "loc": {"lat": 32.85, "long": -96.85},
+     "place": {"name": "dallas", "state": "tx", "country": "us"},
+     "profile": {"tz": "America/Chicago", "elevM": 148, "hasPrecip": false},
+     "obTimestamp": 1795000300, "obDateTime": "2026-11-18T10:31:40-06:00",
+     "ob": {"tempC": 17.2, "tempF": 63, "dewpointC": 8.3, "humidity": 56, "pressureMB": 1019,
+            "windKPH": 20, "windDir": "N", "weather": "Clear", "weatherCoded": "::CL", "icon": "clear.png",
+            "isDay": true, "visibilityKM": 16.09, "sky": 0, "precipMM": 0.0},
+     "periods": []},
+    {"dataSource": "PWS", "loc": {"lat": 30.27, "long": -97.74}, "place": {"name": "nowhere"}}
+  ]
+})";
 
-  void watch(const std::shared_ptr<Observation>& observation) {
-    kvo = OVNKVOController::controllerWithObserver(*this);
-    kvo->observe(observation, std::vector<std::string>{"tempC", "humidity"},
-                 OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld,
-                 [](const OVNObjectRef& observer, const OVNObjectRef& object, const OVNDictionaryRef& change) {
-                   auto view = std::static_pointer_cast<ObservationView>(observer);
-                   ++view->updates;
-                   std::printf("  view: %s changed from %s to %s\n", object->valueForKey("placeName").description().c_str(),
-                               change->objectForKey("old").description().c_str(),
-                               change->objectForKey("new").description().c_str());
-                 });
+void describe(const OVNArrayRef& observations) {
+  for (const OVNValue& value : *observations) {
+    auto observation = value.objectAs<Observation>();
+    std::printf("  %s\n", ovn_autoDescription(*observation).c_str());
+    if (observation->place) std::printf("    place: %s\n", ovn_autoDescription(*observation->place).c_str());
+    std::printf("    ob: %s\n", ovn_autoDescription(*observation->measurements).c_str());
+    for (const auto& period : observation->periods) std::printf("    period: %s\n", ovn_autoDescription(*period).c_str());
   }
-};
+}
+
+}  // namespace
 
 int main() {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // keep our lines in order with the console's
   std::printf("OvrinCore %s\n\n", OvrinCoreVersionString);
-
-  // Keep the demonstration's files in a scratch directory.
   const auto scratch = std::filesystem::temp_directory_path() / "ovrin-demo";
   std::filesystem::remove_all(scratch);
+  std::filesystem::create_directories(scratch);
   OVNFileManager::setDocumentationDirectory(scratch.string());
 
-  std::printf("1. A model class and its property table\n");
-  const OVNClass* cls = OVNClass::named("Observation");
-  for (const auto& property : cls->properties()) {
-    std::printf("  %-10s %s\n", property.name().c_str(), property.attributes().c_str());
+  std::printf("1. The worked model classes, declared in C++, as the mapper sees them\n");
+  for (const auto& property : Observation::classObject().properties()) {
+    std::printf("  %-14s %s\n", property.name().c_str(), property.attributes().c_str());
   }
-  auto observation = std::static_pointer_cast<Observation>(cls->createInstance());
-  observation->setValue("Austin", "placeName");
-  observation->setValue(21.5, "tempC");
-  std::printf("  by key path: placeName = %s, tempC = %s\n\n",
-              observation->valueForKeyPath("placeName").description().c_str(),
-              observation->valueForKey("tempC").description().c_str());
 
-  std::printf("2. Observation through a controller\n");
-  auto view = OVNMake<ObservationView>();
-  view->watch(observation);
-  observation->setValue(23.0, "tempC");
+  std::printf("\n2. A reply mapped off the main thread, delivered on the main queue\n");
+  auto mapper = makeWeatherMapper();
+  auto envelope = OVNJSONSerialization::JSONObjectWithData(kSampleReply).dictionary();
+  auto response = OVNApiResponse::initWithJSONDictionary(envelope);
+  auto operation = OVNPropertyMappingOperation::initWithApiResponse(*response, Observation::classObject(), mapper);
+  OVNArrayRef observations;
+  operation->setMappingCompletionBlock([&observations](const OVNArrayRef& objects) { observations = objects; });
+  OVNOperationQueue mappingQueue;
+  mappingQueue.addOperation(operation);  // the third element lacks its id: logged and left out
+  OVNRunLoop::main().runUntil([&] { return observations != nullptr; }, 5.0);
+  if (!observations || observations->count() != 2) {
+    std::printf("  mapping failed\n");
+    return 1;
+  }
+  describe(observations);
+  auto first = observations->at(0).objectAs<Observation>();
 
-  std::printf("\n3. Background work reporting on the main queue, and a timer\n");
-  OVNDispatchQueue::global()->async([observation] {
-    // Computed off the main thread; the model is updated on the main queue.
-    const std::int64_t humidity = 64;
-    OVNDispatchQueue::main()->async([observation, humidity] { observation->setValue(humidity, "humidity"); });
+  std::printf("\n3. Back to JSON (missing values as null)\n");
+  auto serialized = mapper->serializeObject(first, OVNPropertyMapper::SerializeMissingAsNull);
+  auto text = OVNJSONSerialization::dataWithJSONObject(serialized, OVNJSONWritingPrettyPrinted | OVNJSONWritingSortedKeys);
+  std::printf("%s\n", text ? std::string(text->bytes().begin(), text->bytes().end()).c_str() : "(not serializable)");
+
+  std::printf("\n4. Archived to a file and read back\n");
+  const std::string archivePath = (scratch / "KAUS.archive").string();
+  const bool written = ovn_writeToFile(*first, archivePath, true);
+  auto restored = ovn_objectWithContentsOfFile(archivePath).objectAs<Observation>();
+  std::printf("  written: %s, restored: %s\n", written ? "yes" : "no",
+              restored ? ovn_autoDescription(*restored).c_str() : "(nothing)");
+
+  std::printf("\n5. Watching a mapped object through a controller\n");
+  auto screen = OVNMake<OVNObject>();  // stands for the view that shows the observation
+  auto kvo = OVNKVOController::controllerWithObserver(*screen);
+  int updates = 0;
+  kvo->observe(first->measurements, std::vector<std::string>{"tempC"}, OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld,
+               [&updates](const OVNObjectRef&, const OVNObjectRef&, const OVNDictionaryRef& change) {
+                 ++updates;
+                 std::printf("  tempC changed from %s to %s\n", change->objectForKey("old").description().c_str(),
+                             change->objectForKey("new").description().c_str());
+               });
+  OVNDispatchQueue::global()->async([first] {
+    // A newer reading computed off the main thread; the model is changed on the main queue.
+    OVNDispatchQueue::main()->async([first] { first->measurements->setValue(22.4, "tempC"); });
   });
-  bool timerFired = false;
-  auto timer = OVNTimer::scheduledTimer(0.05, [&timerFired](OVNTimer&) {
-    timerFired = true;
-    std::printf("  timer fired on the main run loop\n");
-  });
-  const bool done = OVNRunLoop::main().runUntil([&] { return timerFired && view->updates >= 2; }, 5.0);
-  std::printf("  run loop finished: %s, view updates: %d\n", done ? "yes" : "timed out", view->updates);
+  const bool done = OVNRunLoop::main().runUntil([&] { return updates >= 1; }, 5.0);
+  kvo.reset();
 
-  std::printf("\n4. The logger and its file\n");
+  std::printf("\n6. The logger and its file\n");
   OVNLogger::setLoggingLevel(2);
   OVNLogger::enableLogToFile();
-  OVNLogger::log(2, "observation: %@", OVNValue(observation->valueForKey("tempC")));
+  OVNLogger::log(2, "mapped %lu observations", static_cast<unsigned long>(observations->count()));
   OVNLogger::log(1, "a debug line below the level is dropped");
-  OVNLogger::log(4, "an error line: %d%%", 100);
   OVNLogger::synchronizeLogFile();
-  const auto path = OVNLogger::logFilePath();
-  std::printf("  log file: %s\n", path ? path->c_str() : "(none)");
-  if (path) {
+  if (const auto path = OVNLogger::logFilePath()) {
     if (FILE* file = std::fopen(path->c_str(), "r")) {
       char line[512];
       while (std::fgets(line, sizeof line, file)) std::printf("  | %s", line);
       std::fclose(file);
     }
   }
-  view->kvo.reset();  // the controller removes its registrations as it goes
-  std::printf("\nobservers left on the model: %s\n", observation->hasObservers() ? "some" : "none");
-  return done ? 0 : 1;
+  return done && written && restored ? 0 : 1;
 }

@@ -70,6 +70,8 @@ TEST(OVNApiRequestOptionsTest, DictionaryQueryStringCopyAndDescription) {
   EXPECT_EQ(copied->limit, 0) << "the base copies only the action";
   limited->setAction("changed");
   EXPECT_EQ(copied->action(), "within");
+  EXPECT_EQ(copied->description(), "<LimitOptions: action=within, limit=0>") << "the base's properties come first";
+  EXPECT_EQ(OVNApiRequestOptions::options()->description(), "<OVNApiRequestOptions: action=(null)>");
 }
 
 }  // namespace
