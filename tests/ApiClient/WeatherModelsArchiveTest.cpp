@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+
+#include "Observation.h"
+#include "Platform/OVNJSONSerialization.h"
+#include "Platform/OVNKeyedArchiver.h"
+#include "Platform/OVNKeyedUnarchiver.h"
+#include "PropertyMapper/NSObject+OVNAutoCoding.h"
+#include "Support/TemporaryDirectory.h"
+#include "WeatherMappings.h"
+
+namespace {
+
+const char* const kObservation = R"({"id": "KAUS", "dataSource": "METAR", "loc": {"lat": 30.18, "long": -97.68},
+  "place": {"name": "austin", "state": "tx", "country": "us"},
+  "profile": {"tz": "America/Chicago", "elevM": 148, "hasPrecip": true},
+  "obTimestamp": 1795000000, "obDateTime": "2026-11-18T10:26:40-06:00",
+  "ob": {"tempC": 21.1, "humidity": 55, "windDir": "SSE", "isDay": true, "precipMM": null},
+  "periods": [{"timestamp": 1795003600, "tempC": 22.0}, {"timestamp": 1795007200, "tempC": 22.8}],
+  "qc": {"checked": true}})";
+
+class WeatherModelsArchiveTest : public ::testing::Test {
+ protected:
+  OVNPropertyMapperRef mapper = makeWeatherMapper();
+  std::shared_ptr<Observation> original =
+      mapper->createObjectWithClass<Observation>(OVNJSONSerialization::JSONObjectWithData(kObservation));
+
+  // The serialized form covers every mapped value, nested ones included.
+  void expectSameContent(const std::shared_ptr<Observation>& restored) {
+    ASSERT_TRUE(restored);
+    EXPECT_TRUE(mapper->serializeObject(restored, 1).isEqual(mapper->serializeObject(original, 1)))
+        << mapper->serializeObject(restored, 1).description();
+  }
+};
+
+TEST_F(WeatherModelsArchiveTest, SecureArchiveRoundTripKeepsEveryValue) {
+  ASSERT_TRUE(original);
+  std::shared_ptr<OVNError> error;
+  auto data = OVNKeyedArchiver::archivedDataWithRootObject(original, true, &error);
+  ASSERT_TRUE(data) << (error ? error->localizedDescription() : "");
+  auto restored = OVNKeyedUnarchiver::unarchivedObjectOfClass(Observation::classObject(), *data, &error).objectAs<Observation>();
+  expectSameContent(restored);
+  EXPECT_NE(restored->measurements, original->measurements) << "nested objects are restored, not shared";
+  EXPECT_EQ(restored->observedAt.timeIntervalSince1970(), 1795000000.0);
+  EXPECT_FALSE(restored->measurements->precipMM);
+  EXPECT_TRUE(restored->extras->objectForKey("qc").isDictionary());
+
+  // An archive whose root is of another class is refused.
+  EXPECT_TRUE(OVNKeyedUnarchiver::unarchivedObjectOfClass(Place::classObject(), *data, &error).isMissing());
+  EXPECT_TRUE(error);
+}
+
+TEST_F(WeatherModelsArchiveTest, FilesAndCopies) {
+  TemporaryDirectory directory("ovrin-weather");
+  const std::string path = directory.path() + "/KAUS.archive";
+  ASSERT_TRUE(ovn_writeToFile(*original, path, true));
+  expectSameContent(ovn_objectWithContentsOfFile(path).objectAs<Observation>());
+
+  auto copy = std::dynamic_pointer_cast<Observation>(original->copy());
+  ASSERT_TRUE(copy);
+  EXPECT_EQ(copy->measurements, original->measurements) << "a copy shares its values";
+  EXPECT_EQ(copy->stationId, "KAUS");
+}
+
+}  // namespace
