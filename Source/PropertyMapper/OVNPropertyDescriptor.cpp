@@ -147,14 +147,30 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::isRequired() {
   return selfDescriptor();
 }
 
+OVNPropertyDescriptor::Ref OVNPropertyDescriptor::addLengthRule(std::string name,
+                                                                std::function<bool(std::uint64_t)> accepts) {
+  addValidatorWithName(std::move(name), [accepts = std::move(accepts)](const OVNValue& value) {
+    auto n = lengthOf(value);
+    return n && accepts(*n);
+  });
+  return selfDescriptor();
+}
+
+OVNPropertyDescriptor::Ref OVNPropertyDescriptor::addIntegerRule(std::string name,
+                                                                 std::function<bool(std::int64_t)> accepts) {
+  addValidatorWithName(std::move(name), [accepts = std::move(accepts)](const OVNValue& value) {
+    auto n = integerOf(value);
+    return n && accepts(*n);
+  });
+  return selfDescriptor();
+}
+
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::lengthRange(std::int64_t a, std::int64_t b) {
   const std::int64_t lower = std::min(a, b);
   const std::int64_t upper = std::max(a, b);
-  addValidatorWithName("lengthRange", [lower, upper](const OVNValue& value) {
-    auto n = lengthOf(value);
-    return n && static_cast<std::int64_t>(*n) >= lower && static_cast<std::int64_t>(*n) <= upper;
+  return addLengthRule("lengthRange", [lower, upper](std::uint64_t n) {
+    return static_cast<std::int64_t>(n) >= lower && static_cast<std::int64_t>(n) <= upper;
   });
-  return selfDescriptor();
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::matchesRegex(std::shared_ptr<const OVNRegularExpression> expression) {
@@ -168,27 +184,15 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::matchesRegex(std::shared_ptr<c
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::length(std::uint64_t n) {
-  addValidatorWithName("length", [n](const OVNValue& value) {
-    auto actual = lengthOf(value);
-    return actual && *actual == n;
-  });
-  return selfDescriptor();
+  return addLengthRule("length", [n](std::uint64_t actual) { return actual == n; });
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::minLength(std::uint64_t n) {
-  addValidatorWithName("minLength", [n](const OVNValue& value) {
-    auto actual = lengthOf(value);
-    return actual && *actual >= n;
-  });
-  return selfDescriptor();
+  return addLengthRule("minLength", [n](std::uint64_t actual) { return actual >= n; });
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::maxLength(std::uint64_t n) {
-  addValidatorWithName("maxLength", [n](const OVNValue& value) {
-    auto actual = lengthOf(value);
-    return actual && *actual <= n;
-  });
-  return selfDescriptor();
+  return addLengthRule("maxLength", [n](std::uint64_t actual) { return actual <= n; });
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::oneOf(OVNValue collection) {
@@ -207,29 +211,17 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::equalTo(std::string text) {
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::min(std::int64_t n) {
-  addValidatorWithName("min", [n](const OVNValue& value) {
-    auto actual = integerOf(value);
-    return actual && *actual >= n;
-  });
-  return selfDescriptor();
+  return addIntegerRule("min", [n](std::int64_t actual) { return actual >= n; });
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::max(std::int64_t n) {
-  addValidatorWithName("max", [n](const OVNValue& value) {
-    auto actual = integerOf(value);
-    return actual && *actual <= n;
-  });
-  return selfDescriptor();
+  return addIntegerRule("max", [n](std::int64_t actual) { return actual <= n; });
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::range(std::int64_t a, std::int64_t b) {
   const std::int64_t lower = std::min(a, b);
   const std::int64_t upper = std::max(a, b);
-  addValidatorWithName("range", [lower, upper](const OVNValue& value) {
-    auto actual = integerOf(value);
-    return actual && *actual >= lower && *actual <= upper;
-  });
-  return selfDescriptor();
+  return addIntegerRule("range", [lower, upper](std::int64_t actual) { return actual >= lower && actual <= upper; });
 }
 
 std::string OVNPropertyDescriptor::description() const {

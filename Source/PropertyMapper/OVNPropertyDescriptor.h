@@ -145,6 +145,9 @@ class OVNPropertyDescriptor : public OVNObject {
 
  private:
   Ref selfDescriptor();
+  //! A named rule on the value's length / integer value (a value without one fails).
+  Ref addLengthRule(std::string name, std::function<bool(std::uint64_t)> accepts);
+  Ref addIntegerRule(std::string name, std::function<bool(std::int64_t)> accepts);
 
   std::string propertyName_;
   const OVNClass* propertyClass_ = nullptr;
