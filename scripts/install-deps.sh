@@ -14,6 +14,7 @@ packages=(
   libssl-dev                  # message digests and Base64 (libcrypto)
   libgtest-dev libgmock-dev   # unit tests
   libbenchmark-dev            # benchmarks/
+  nlohmann-json3-dev          # benchmarks/ only: a mapping anchor (header-only)
   clang-format
   clang libclang-rt-14-dev    # fuzz/ (libFuzzer)
 )

@@ -19,6 +19,14 @@ class OVNDictionaryStorage {
   OVNDictionaryStorage() = default;
   //! Entries in any order; a repeated key keeps the value that comes last.
   static OVNDictionaryStorage fromUnsorted(std::vector<value_type> entries);
+  //! Entries whose keys are already strictly ascending, taken as they are. For bulk builders
+  //! (the JSON reader) that sort cheaper references before making the entries; the order is
+  //! not checked, and finding keys in storage out of order gives wrong answers.
+  static OVNDictionaryStorage fromSortedUnique(std::vector<value_type> entries) {
+    OVNDictionaryStorage storage;
+    storage.entries_ = std::move(entries);
+    return storage;
+  }
 
   std::size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }

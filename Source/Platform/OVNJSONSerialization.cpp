@@ -2,6 +2,11 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include "Platform/OVNArray.h"
 #include "Platform/OVNData.h"
 #include "Platform/OVNDictionary.h"
@@ -55,11 +60,16 @@ std::string describeFailure(simdjson::error_code code, std::string_view text) {
   return std::string(simdjson::error_message(code)) + ".";
 }
 
+// Builds the value tree from simdjson's document. Objects are the costly part: their members
+// must end up sorted by key with the last of a repeated key winning. Rather than sorting the
+// built (key, value) pairs, which moves strings and values around, the builder sorts light
+// (key view, element) references on a scratch stack first, then builds each surviving
+// member once, straight into its sorted place in a vector reserved to size.
 class ValueBuilder {
  public:
   explicit ValueBuilder(bool mutableContainers) : mutable_(mutableContainers) {}
 
-  OVNValue build(simdjson::dom::element element) const {
+  OVNValue build(simdjson::dom::element element) {
     using Type = simdjson::dom::element_type;
     switch (element.type()) {
       case Type::ARRAY: return buildArray(element.get_array().value_unsafe());
@@ -75,22 +85,76 @@ class ValueBuilder {
   }
 
  private:
-  OVNValue buildArray(simdjson::dom::array array) const {
+  // One member of an object being built. The key views the parser's own buffer, where
+  // simdjson has already unescaped it; `prefix` is its first eight bytes as a big-endian
+  // number (zero-padded), so most comparisons are one integer compare rather than a call.
+  struct Field {
+    std::uint64_t prefix;
+    std::string_view key;
+    simdjson::dom::element value;
+  };
+
+  static std::uint64_t keyPrefix(std::string_view key) {
+    std::uint64_t prefix = 0;
+    const std::size_t n = std::min<std::size_t>(key.size(), 8);
+    for (std::size_t i = 0; i < n; ++i) prefix |= std::uint64_t(static_cast<unsigned char>(key[i])) << (56 - 8 * i);
+    return prefix;
+  }
+
+  // Byte order, as std::string compares. Equal prefixes of two keys no longer than eight
+  // bytes mean the shorter is the longer one's prefix (its missing bytes are zeros).
+  static bool keyLess(const Field& a, const Field& b) {
+    if (a.prefix != b.prefix) return a.prefix < b.prefix;
+    if (a.key.size() <= 8 && b.key.size() <= 8) return a.key.size() < b.key.size();
+    return a.key < b.key;
+  }
+
+  static bool sameKey(const Field& a, const Field& b) {
+    return a.prefix == b.prefix && a.key.size() == b.key.size() && (a.key.size() <= 8 || a.key == b.key);
+  }
+
+  OVNValue buildArray(simdjson::dom::array array) {
     std::vector<OVNValue> members;
     members.reserve(array.size());
     for (simdjson::dom::element member : array) members.push_back(build(member));
     return OVNValue(std::make_shared<OVNArray>(std::move(members), mutable_));
   }
 
-  OVNValue buildDictionary(simdjson::dom::object object) const {
+  OVNValue buildDictionary(simdjson::dom::object object) {
+    // Nested objects push above `base` while this one builds, and may grow the stack, so
+    // this range is addressed by index, never by iterator.
+    const std::size_t base = fields_.size();
+    for (simdjson::dom::key_value_pair field : object) fields_.push_back({keyPrefix(field.key), field.key, field.value});
+    const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(base);
+    const std::size_t count = fields_.size() - base;
+    if (count < 2) {
+      // nothing to order
+    } else if (count <= 16) {
+      // Insertion sort: stable, and quickest for the few keys of a typical object.
+      for (auto i = first + 1; i < fields_.end(); ++i) {
+        if (!keyLess(*i, *(i - 1))) continue;
+        const Field moving = *i;
+        auto j = i;
+        for (; j > first && keyLess(moving, *(j - 1)); --j) *j = *(j - 1);
+        *j = moving;
+      }
+    } else if (!std::is_sorted(first, fields_.end(), keyLess)) {
+      std::stable_sort(first, fields_.end(), keyLess);
+    }
     std::vector<OVNDictionary::Storage::value_type> entries;
-    entries.reserve(object.size());
-    for (simdjson::dom::key_value_pair field : object) entries.emplace_back(field.key, build(field.value));
-    // Sorted once; a repeated key keeps its last value.
-    return OVNValue(std::make_shared<OVNDictionary>(OVNDictionary::Storage::fromUnsorted(std::move(entries)), mutable_));
+    entries.reserve(count);
+    for (std::size_t i = base; i < base + count; ++i) {
+      // The stable sort kept input order among equal keys: the last of a run wins.
+      if (i + 1 < base + count && sameKey(fields_[i + 1], fields_[i])) continue;
+      const Field field = fields_[i];
+      entries.emplace_back(std::string(field.key), build(field.value));
+    }
+    fields_.resize(base);
+    return OVNValue(std::make_shared<OVNDictionary>(OVNDictionary::Storage::fromSortedUnique(std::move(entries)), mutable_));
   }
 
   bool mutable_;
+  std::vector<Field> fields_;  // members of every object still being built, innermost last
 };
 
 simdjson::dom::parser& threadParser() {
