@@ -8,8 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Observation.h"
 #include "ObservationPayload.h"
 #include "ObservationStructs.h"
+#include "Platform/OVNJSONSerialization.h"
+#include "Platform/OVNKeyedArchiver.h"
+#include "Platform/OVNKeyedUnarchiver.h"
+#include "WeatherMappings.h"
 
 namespace {
 
@@ -69,8 +74,71 @@ void BM_Anchor_NlohmannToStructs(benchmark::State& state) {
 BENCHMARK(BM_Anchor_NlohmannToStructs)->Unit(benchmark::kMicrosecond);
 
 // ---- OvrinCore mapping ----------------------------------------------------------------------
-// The library's own case goes here: parse + validate + map the same payload() into model
-// objects, named BM_OVNMapObservations, with setCounts(state) so its figures line up with
-// the anchors above.
+// The same bytes read into dynamic values, each observation validated against the worked
+// model tables and mapped into an Observation with its place, profile, measurements and
+// periods (examples/Models), as an endpoint's mapping operation does.
+
+std::vector<std::shared_ptr<Observation>> mapReply(const std::string& json, OVNPropertyMapper& mapper) {
+  OVNDictionaryRef envelope = OVNJSONSerialization::JSONObjectWithData(json).dictionary();
+  OVNArrayRef response = envelope ? envelope->objectForKey("response").array() : nullptr;
+  if (!response) fail("the reply did not read");
+  std::vector<std::shared_ptr<Observation>> observations;
+  observations.reserve(response->count());
+  for (const OVNValue& element : *response) observations.push_back(mapper.createObjectWithClass<Observation>(element));
+  return observations;
+}
+
+const std::vector<std::shared_ptr<Observation>>& mappedObservations(OVNPropertyMapper& mapper) {
+  static const std::vector<std::shared_ptr<Observation>> observations = [&] {
+    auto mapped = mapReply(payload(), mapper);
+    // The mapping must agree with the anchors, or the figures would compare different work.
+    const std::vector<PlainObservation> expected = decodeWithNlohmann(payload());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      if (!mapped[i]) fail("an observation failed to map");
+      if (mapped[i]->stationId != expected[i].id || mapped[i]->longitude != expected[i].longitude ||
+          mapped[i]->measurements->humidity != expected[i].ob.humidity ||
+          mapped[i]->periods.size() != expected[i].periods.size() ||
+          mapped[i]->observedAt.timeIntervalSince1970() != static_cast<double>(expected[i].obTimestamp))
+        fail("the mapped observations differ from the anchors'");
+    }
+    return mapped;
+  }();
+  return observations;
+}
+
+void BM_OVNMapObservations(benchmark::State& state) {
+  auto mapper = makeWeatherMapper();
+  mappedObservations(*mapper);
+  for (auto _ : state) {
+    auto observations = mapReply(payload(), *mapper);
+    benchmark::DoNotOptimize(observations.data());
+  }
+  setCounts(state);
+}
+BENCHMARK(BM_OVNMapObservations)->Unit(benchmark::kMicrosecond);
+
+// Model objects back into dictionaries (what a cache or an upload would write).
+void BM_OVNSerializeObservations(benchmark::State& state) {
+  auto mapper = makeWeatherMapper();
+  const auto& observations = mappedObservations(*mapper);
+  for (auto _ : state) {
+    for (const auto& observation : observations) benchmark::DoNotOptimize(mapper->serializeObject(observation));
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * observations.size()));
+}
+BENCHMARK(BM_OVNSerializeObservations)->Unit(benchmark::kMicrosecond);
+
+// One observation (six model objects) through a secure keyed archive and back.
+void BM_OVNArchiveObservation(benchmark::State& state) {
+  auto mapper = makeWeatherMapper();
+  const auto& observation = mappedObservations(*mapper).front();
+  for (auto _ : state) {
+    OVNDataRef data = OVNKeyedArchiver::archivedDataWithRootObject(observation, true, nullptr);
+    if (!data) fail("archiving failed");
+    benchmark::DoNotOptimize(OVNKeyedUnarchiver::unarchivedObjectOfClass(Observation::classObject(), *data, nullptr));
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
+}
+BENCHMARK(BM_OVNArchiveObservation)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

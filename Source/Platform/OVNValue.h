@@ -112,6 +112,16 @@ class OVNValue {
   OVNDataRef data() const;
   OVNArrayRef array() const;
   OVNDictionaryRef dictionary() const;
+  //! The container without taking a reference (no reference-count traffic on hot paths);
+  //! valid while this value holds it. Null for other kinds.
+  OVNArray* arrayPointer() const {
+    const OVNArrayRef* held = std::get_if<OVNArrayRef>(&storage_);
+    return held ? held->get() : nullptr;
+  }
+  OVNDictionary* dictionaryPointer() const {
+    const OVNDictionaryRef* held = std::get_if<OVNDictionaryRef>(&storage_);
+    return held ? held->get() : nullptr;
+  }
   OVNSetRef set() const;
   OVNOrderedSetRef orderedSet() const;
   OVNObjectRef object() const;

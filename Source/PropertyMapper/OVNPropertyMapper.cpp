@@ -126,9 +126,8 @@ const OVNValue* valueAtPath(const OVNDictionary& source, const MappingEntry& ent
     }
     const OVNValue& value = found->second;
     if (i + 1 == entry.components.size()) return &value;
-    if (value.isDictionary()) {
-      // The source outlives the walk, so the level can be borrowed.
-      level = value.dictionary().get();
+    if (const OVNDictionary* nested = value.dictionaryPointer()) {
+      level = nested;  // the source outlives the walk
       continue;
     }
     if (value.isArray()) {
@@ -504,9 +503,10 @@ OVNDictionaryRef unmappedRemainder(const OVNDictionaryRef& source, const std::ve
   if (!source) return nullptr;
   if (!entries) return ovn_mutableDeepCopy(source);
   OVNDictionary::Storage kept;
-  for (const auto& [key, value] : *source) {
-    const bool mapped = std::any_of(entries->begin(), entries->end(), [&](const MappingEntry& e) { return e.key == key; });
-    if (!mapped) kept.insert_or_assign(key, value);
+  for (const auto& member : *source) {
+    const bool mapped =
+        std::any_of(entries->begin(), entries->end(), [&](const MappingEntry& e) { return e.key == member.first; });
+    if (!mapped) kept.insert_or_assign(member.first, member.second);
   }
   OVNDictionaryRef remainder = ovn_mutableDeepCopy(std::make_shared<OVNDictionary>(std::move(kept), false));
   for (const MappingEntry& entry : *entries) {
@@ -686,7 +686,7 @@ void assignSafely(const PropertySlot* slot, std::string_view name, OVNObject& ob
     if (slot && slot->clearedByNil) store(object, slot, name, OVNValue());
     return;
   }
-  auto array = value.array();
+  const OVNArray* array = value.arrayPointer();
   if (!array) {
     store(object, slot, name, value);
     return;

@@ -128,6 +128,29 @@ TEST(OVNJSONSerializationTest, RepeatedKeysKeepTheLastValue) {
   EXPECT_EQ(d->objectForKey("a").longLongValue(), 3);
 }
 
+TEST(OVNJSONSerializationTest, LargeObjectsWithRepeatsMatchKeyByKeyInsertion) {
+  // Forty keys in shuffled order, some repeated: the result must equal setting them one by
+  // one, the later value of a repeated key winning.
+  std::string text = "{";
+  OVNDictionary expected;
+  for (int i = 0; i < 50; ++i) {
+    const int key = (i * 17) % 40;  // 10 keys come twice
+    if (i) text += ',';
+    text += "\"key" + std::to_string(key) + "\":" + std::to_string(i);
+    expected.set("key" + std::to_string(key), i);
+  }
+  text += "}";
+  OVNDictionaryRef d = read(text).dictionary();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(d->count(), 40u);
+  EXPECT_TRUE(d->isEqual(expected)) << OVNValue(d).description();
+}
+
+TEST(OVNJSONSerializationTest, IntegralDoublesWriteAsPlainDigits) {
+  EXPECT_EQ(write(OVNValue::array({1795000000.0, 2.5, -3.0, 1e20, 0.0001, 0.00001, 0.0})),
+            "[1795000000,2.5,-3,1e+20,0.0001,1e-05,0]");
+}
+
 TEST(OVNJSONSerializationTest, MalformedTextGivesAPositionedError) {
   struct Case {
     const char* text;

@@ -52,9 +52,13 @@ bool OVNJSONWriter::writeNumber(const OVNNumber& number) {
     case OVNNumberKind::Floating: {
       const double d = number.doubleValue();
       if (!std::isfinite(d)) return fail("Invalid number value (infinite or NaN) in JSON write.");
-      // Shortest text that reads back as the same double; integral values print bare,
+      // Shortest text that reads back as the same double, in plain digits where printf's
+      // %g would use them (1795000000 and 0.0001, not the shorter 1.795e+09 and 1e-04),
       // except where bare digits would read back as an integer beyond 64 bits.
-      const auto format = std::fabs(d) >= 1e18 ? std::chars_format::scientific : std::chars_format{};
+      const double magnitude = std::fabs(d);
+      const auto format = magnitude >= 1e18                     ? std::chars_format::scientific
+                          : magnitude >= 1e-4 || magnitude == 0 ? std::chars_format::fixed
+                                                                : std::chars_format{};
       result = format == std::chars_format{} ? std::to_chars(buffer, buffer + sizeof buffer, d)
                                              : std::to_chars(buffer, buffer + sizeof buffer, d, format);
       break;
