@@ -38,8 +38,8 @@ using apiobjecttest::ApiObjectBase;
 using apiobjecttest::ApiObjectChild;
 
 std::string typeOf(const OVNDictionaryRef& listing, std::string_view name) {
-  const std::string* type = listing->objectForKey(name).string();
-  return type ? *type : "<absent>";
+  const OVNValue type = listing->objectForKey(name);
+  return type.isString() ? *type.string() : "<absent>";
 }
 
 TEST(OVNApiObjectTest, PropertyListingsWalkTheHierarchyAndAncestorsWin) {
