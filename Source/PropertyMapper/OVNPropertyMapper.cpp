@@ -536,9 +536,6 @@ void applyFinalDecoder(const OVNPropertyMapper::Impl& impl, const OVNObjectRef& 
   }
 }
 
-}  // namespace
-
-namespace {
 // classPropertyForInstance through a resolved slot: the nested object held in the
 // property, or a new one made and stored there.
 OVNObjectRef nestedObject(OVNPropertyMapper& mapper, OVNObject& object, const PropertySlot* slot,
