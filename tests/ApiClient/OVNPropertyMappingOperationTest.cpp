@@ -66,6 +66,13 @@ class OVNPropertyMappingOperationTest : public ::testing::Test {
     registerWeatherMappings(*m);
     return m;
   }();
+  std::vector<std::string> deliveredIds() const {
+    std::vector<std::string> ids;
+    if (delivery.objects)
+      for (const OVNValue& object : *delivery.objects) ids.push_back(object.objectAs<Observation>()->stationId);
+    return ids;
+  }
+
   OVNOperationQueue queue;
   Delivery delivery;
 };
@@ -74,23 +81,22 @@ TEST_F(OVNPropertyMappingOperationTest, ArrayPayloadIsDeliveredInOrderOnTheMainQ
   runOnQueue(operationFor(json(kThreeObservations)));
   ASSERT_TRUE(delivery.called);
   EXPECT_TRUE(delivery.onMainThread);
-  ASSERT_TRUE(delivery.objects);
-  ASSERT_EQ(delivery.objects->count(), 3u);
-  const char* expected[] = {"KAUS", "KATT", "KEDC"};
-  for (std::size_t i = 0; i < 3; ++i) {
-    auto observation = delivery.objects->at(i).objectAs<Observation>();
-    ASSERT_TRUE(observation);
-    EXPECT_EQ(observation->stationId, expected[i]);
-  }
+  EXPECT_EQ(deliveredIds(), (std::vector<std::string>{"KAUS", "KATT", "KEDC"}));
   EXPECT_DOUBLE_EQ(delivery.objects->at(2).objectAs<Observation>()->measurements->tempC, 19.5);
 }
 
-TEST_F(OVNPropertyMappingOperationTest, SingleObjectAndNullPayloads) {
-  runOnQueue(operationFor(json(R"({"id": "KAUS", "dataSource": "METAR", "loc": {"lat": 30.2, "long": -97.7}})")));
-  ASSERT_TRUE(delivery.called);
-  ASSERT_TRUE(delivery.objects);
-  ASSERT_EQ(delivery.objects->count(), 1u);
-  EXPECT_EQ(delivery.objects->at(0).objectAs<Observation>()->stationId, "KAUS");
+TEST_F(OVNPropertyMappingOperationTest, SingleObjectResponseAndNullPayloads) {
+  auto envelope = json(R"({"success": true, "error": null,
+                           "response": {"id": "KAUS", "dataSource": "METAR", "loc": {"lat": 30.2, "long": -97.7}}})");
+  auto response = OVNApiResponse::initWithJSONDictionary(envelope.dictionary());
+  auto operation = OVNPropertyMappingOperation::initWithApiResponse(*response, Observation::classObject(), mapper);
+  EXPECT_FALSE(operation->response()) << "the response itself is not kept";
+  operation->setMappingCompletionBlock([this](const OVNArrayRef& objects) {
+    delivery.called = true;
+    delivery.objects = objects;
+  });
+  runOnQueue(operation);
+  EXPECT_EQ(deliveredIds(), std::vector<std::string>{"KAUS"}) << "a single object is delivered as a list of one";
 
   for (const OVNValue& nullPayload : {OVNValue(), OVNValue::null()}) {
     delivery = {};
@@ -106,9 +112,7 @@ TEST_F(OVNPropertyMappingOperationTest, FailedElementsAreLeftOutAndOneErrorLineI
   runOnQueue(operationFor(json(R"([{"dataSource": "METAR", "loc": {"lat": 30.2, "long": -97.7}},
                                    {"id": "KAUS", "dataSource": "METAR", "loc": {"lat": 30.2, "long": -97.7}},
                                    {"id": "KATT", "dataSource": "RADAR", "loc": {"lat": 30.3, "long": -97.8}}])")));
-  ASSERT_TRUE(delivery.called);
-  ASSERT_EQ(delivery.objects->count(), 1u);
-  EXPECT_EQ(delivery.objects->at(0).objectAs<Observation>()->stationId, "KAUS");
+  EXPECT_EQ(deliveredIds(), std::vector<std::string>{"KAUS"});
   std::vector<std::string> errorLines;
   for (const auto& line : console.lines())
     if (line.rfind("OVNPropertyMappingOperation: **ERROR** ", 0) == 0) errorLines.push_back(line);
@@ -124,68 +128,40 @@ TEST_F(OVNPropertyMappingOperationTest, FailedElementsAreLeftOutAndOneErrorLineI
   EXPECT_EQ(delivery.objects->count(), 0u) << "all failed: an empty list, still delivered";
 }
 
-TEST_F(OVNPropertyMappingOperationTest, InitWithApiResponseMapsItsPayload) {
-  auto envelope = json(std::string(R"({"success": true, "error": null, "response": )") + kThreeObservations + "}");
-  auto response = OVNApiResponse::initWithJSONDictionary(envelope.dictionary());
-  auto operation = OVNPropertyMappingOperation::initWithApiResponse(*response, Observation::classObject(), mapper);
-  EXPECT_FALSE(operation->response()) << "the response itself is not kept";
-  operation->setMappingCompletionBlock([this](const OVNArrayRef& objects) {
-    delivery.called = true;
-    delivery.objects = objects;
-  });
-  runOnQueue(operation);
-  ASSERT_TRUE(delivery.called);
-  EXPECT_EQ(delivery.objects->count(), 3u);
-}
-
-TEST_F(OVNPropertyMappingOperationTest, CancelledBeforeTheWorkMapsNothing) {
-  std::atomic<int> instances{0};
-  factory->hook = [&](const OVNClass&) { ++instances; };
-  auto operation = operationFor(json(kThreeObservations));
-  operation->cancel();
-  runOnQueue(operation);
-  EXPECT_TRUE(operation->isFinished());
-  EXPECT_FALSE(delivery.called);
-  EXPECT_EQ(instances.load(), 0);
-}
-
-TEST_F(OVNPropertyMappingOperationTest, CancelledBetweenElementsStopsAndDeliversNothing) {
-  OVNPropertyMappingOperationRef operation = operationFor(json(kThreeObservations));
+TEST_F(OVNPropertyMappingOperationTest, CancelledBeforeTheWorkOrBetweenElementsDeliversNothing) {
   std::atomic<int> observations{0};
   factory->hook = [&](const OVNClass& cls) {
-    if (&cls == &Observation::classObject() && ++observations == 2) operation->cancel();
+    if (&cls == &Observation::classObject()) ++observations;
   };
-  runOnQueue(operation);
-  EXPECT_TRUE(operation->isFinished());
-  EXPECT_FALSE(delivery.called);
+  auto early = operationFor(json(kThreeObservations));
+  early->cancel();
+  runOnQueue(early);
+  EXPECT_TRUE(early->isFinished());
+  EXPECT_EQ(observations.load(), 0) << "nothing is mapped";
+
+  OVNPropertyMappingOperationRef midway = operationFor(json(kThreeObservations));
+  factory->hook = [&](const OVNClass& cls) {
+    if (&cls == &Observation::classObject() && ++observations == 2) midway->cancel();
+  };
+  runOnQueue(midway);
+  EXPECT_TRUE(midway->isFinished());
   EXPECT_EQ(observations.load(), 2) << "the third element must not be mapped";
+  EXPECT_FALSE(delivery.called);
 }
 
-TEST_F(OVNPropertyMappingOperationTest, CancelledBeforeDeliveryDeliversNothing) {
-  auto operation = operationFor(json(kThreeObservations));
-  // Run the work on another thread; the delivery then waits on the main queue, which this
-  // thread has not drained yet.
-  std::thread worker([&] { operation->start(); });
-  worker.join();
-  ASSERT_TRUE(operation->isFinished());
-  operation->cancel();
+TEST_F(OVNPropertyMappingOperationTest, DeliveryHonoursCancellationAndReadsTheCompletionAgain) {
+  // The work runs on another thread; its delivery then waits on the main queue, which this
+  // thread drains only afterwards.
+  auto cancelled = operationFor(json(kThreeObservations));
+  std::thread([&] { cancelled->start(); }).join();
+  cancelled->cancel();
   OVNRunLoop::main().drain();
   EXPECT_FALSE(delivery.called);
 
-  // Without the cancel, the same sequence delivers.
-  auto second = operationFor(json(kThreeObservations));
-  std::thread([&] { second->start(); }).join();
-  OVNRunLoop::main().drain();
-  EXPECT_TRUE(delivery.called);
-}
-
-TEST_F(OVNPropertyMappingOperationTest, CompletionIsReadAgainWhenTheDeliveryRuns) {
-  auto operation = operationFor(json(kThreeObservations));
-  std::thread([&] { operation->start(); }).join();
+  auto replaced = operationFor(json(kThreeObservations));
+  std::thread([&] { replaced->start(); }).join();
   bool replacementCalled = false;
-  operation->setMappingCompletionBlock([&](const OVNArrayRef& objects) {
-    replacementCalled = objects && objects->count() == 3;
-  });
+  replaced->setMappingCompletionBlock([&](const OVNArrayRef& objects) { replacementCalled = objects && objects->count() == 3; });
   OVNRunLoop::main().drain();
   EXPECT_TRUE(replacementCalled);
   EXPECT_FALSE(delivery.called);
