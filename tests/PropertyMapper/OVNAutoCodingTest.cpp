@@ -225,7 +225,7 @@ TEST(OVNAutoCodingTest, ConcurrentFirstUseBuildsTheTableOnce) {
   EXPECT_EQ(console.lines(), std::vector<std::string>{kCodableKeysWarning}) << "one build, one warning";
 }
 
-TEST(OVNAutoCodingTest, ArchiveRoundTripWithNestedObjectsAndArrays) {
+TEST(OVNAutoCodingTest, ArchiveCopyAndDictionaryCarryTheCodableValues) {
   const auto station = sampleStation();
   std::shared_ptr<OVNError> error;
   auto data = OVNKeyedArchiver::archivedDataWithRootObject(station, true, &error);
@@ -260,6 +260,24 @@ TEST(OVNAutoCodingTest, ArchiveRoundTripWithNestedObjectsAndArrays) {
   EXPECT_TRUE(ovn_setWithCoder(*target, *coder));
   EXPECT_EQ(target->observedAt, OVNDate(5));
   EXPECT_EQ(target->count, -42);
+
+  // Copies and dictionaries share the values.
+  EXPECT_TRUE(station->supportsCopying());
+  auto copy = std::dynamic_pointer_cast<AutoCodingStation>(station->copy());
+  ASSERT_TRUE(copy);
+  EXPECT_EQ(copy->title, station->title);
+  EXPECT_EQ(copy->readings, station->readings) << "containers are shared";
+  EXPECT_EQ(copy->place, station->place);
+  EXPECT_EQ(copy->elevation(), 149);
+  EXPECT_FALSE(copy->hidden.has_value());
+  auto sub = OVNMake<AutoCodingSubStation>();
+  sub->network = "NWS";
+  EXPECT_EQ(std::static_pointer_cast<AutoCodingSubStation>(OVNValue(sub).copy().object())->network, "NWS");
+  const auto dictionary = ovn_dictionaryRepresentation(*station);
+  EXPECT_EQ(dictionary->allKeys(), (std::vector<std::string>{"count", "elevation", "place", "places", "readings",
+                                                             "temperature", "title", "total"}));
+  EXPECT_EQ(dictionary->objectForKey("place").object(), station->place);
+  EXPECT_TRUE(dictionary->objectForKey("count").isEqual(-42));
 }
 
 TEST(OVNAutoCodingTest, WrongClassRaisesOrFails) {
@@ -302,27 +320,6 @@ TEST(OVNAutoCodingTest, WrongClassRaisesOrFails) {
       OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *unknown, &error).isMissing());
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), OVNCoderReadCorruptError);
-}
-
-TEST(OVNAutoCodingTest, CopyAndDictionaryShareCodableValues) {
-  const auto station = sampleStation();
-  auto sub = OVNMake<AutoCodingSubStation>();
-  sub->network = "NWS";
-  EXPECT_TRUE(station->supportsCopying());
-  auto copy = std::dynamic_pointer_cast<AutoCodingStation>(station->copy());
-  ASSERT_TRUE(copy);
-  EXPECT_EQ(copy->title, station->title);
-  EXPECT_EQ(copy->readings, station->readings) << "containers are shared";
-  EXPECT_EQ(copy->place, station->place);
-  EXPECT_EQ(copy->elevation(), 149);
-  EXPECT_FALSE(copy->hidden.has_value());
-  EXPECT_EQ(std::static_pointer_cast<AutoCodingSubStation>(OVNValue(sub).copy().object())->network, "NWS");
-
-  const auto dictionary = ovn_dictionaryRepresentation(*station);
-  EXPECT_EQ(dictionary->allKeys(), (std::vector<std::string>{"count", "elevation", "place", "places", "readings",
-                                                             "temperature", "title", "total"}));
-  EXPECT_EQ(dictionary->objectForKey("place").object(), station->place);
-  EXPECT_TRUE(dictionary->objectForKey("count").isEqual(-42));
 }
 
 TEST(OVNAutoCodingTest, FilesHoldArchivesOrPlainPropertyLists) {

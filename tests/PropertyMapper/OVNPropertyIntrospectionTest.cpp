@@ -18,15 +18,10 @@
 #include "PropertyMapper/OVNPropertyMapper.h"
 #include "Support/ConsoleCapture.h"
 
-namespace introspection_test {
-
 struct IntrospectionSpot {
   double x = 0, y = 0;
 };
-
-}  // namespace introspection_test
-
-OVN_STRUCT_ENCODING(introspection_test::IntrospectionSpot, "{IntrospectionSpot=dd}");
+OVN_STRUCT_ENCODING(IntrospectionSpot, "{IntrospectionSpot=dd}");
 
 namespace introspection_test {
 
@@ -36,20 +31,17 @@ class IntrospectionBase : public OVNObject {
   std::string title;
   std::int64_t count = 0;
 };
-
 class IntrospectionChild : public IntrospectionBase {
   OVN_CLASS(IntrospectionChild, IntrospectionBase)
  public:
   double ratio = 0;
 };
-
 // Redeclares `count` with another type.
 class IntrospectionRedeclared : public IntrospectionBase {
   OVN_CLASS(IntrospectionRedeclared, IntrospectionBase)
  public:
   std::optional<std::string> count;
 };
-
 class IntrospectionEmpty : public OVNObject {
   OVN_CLASS(IntrospectionEmpty, OVNObject)
 };
@@ -73,12 +65,10 @@ class IntrospectionItem : public OVNObject {
   IntrospectionSpot spot;
 };
 
-// A class whose one property has a const-qualified type, which cannot be declared through
-// the macros; its table is written by hand.
+// One property of a const-qualified type, which the macros cannot declare.
 class IntrospectionConst : public OVNObject {
   OVN_CLASS(IntrospectionConst, OVNObject)
 };
-
 class ConstTextAccessor final : public OVNPropertyAccessor {
  public:
   OVNValue get(const OVNObject&) const override { return "const text"; }
@@ -104,33 +94,25 @@ const OVNClass& IntrospectionConst::classObject() {
 
 namespace {
 
-TEST(PropertyIntrospectionType, AttributeTextsGiveTheirTypeStrings) {
-  EXPECT_EQ(getPropertyType("T@\"NSString\",C,N,V_title"), "NSString");
-  EXPECT_EQ(getPropertyType("Tq,N,V_count"), "q");
-  EXPECT_EQ(getPropertyType("T@,&,N,V_extra"), "id");
-  EXPECT_EQ(getPropertyType("T@?,C,N,V_handler"), "block");
-  EXPECT_EQ(getPropertyType("T@\"NSArray<Foo>\",&,N,V_items"), "NSArray<Foo>");
-  EXPECT_EQ(getPropertyType("T{CGPoint=dd},N,V_origin"), "{CGPoint=dd}");
-  EXPECT_EQ(getPropertyType("TB,R,N"), "B");
-  EXPECT_EQ(getPropertyType("Td"), "d");
-  EXPECT_EQ(getPropertyType("R,N,T@\"Place\",&"), "Place");  // the first T piece, wherever it is
-  EXPECT_EQ(getPropertyType("R,N,V_name"), "");
-  EXPECT_EQ(getPropertyType(""), "");
-}
+TEST(PropertyIntrospectionType, AttributeTextsAndDeclaredMembersGiveTheirTypeStrings) {
+  const std::vector<std::pair<std::string, std::string>> attributes = {
+      {"T@\"NSString\",C,N,V_title", "NSString"}, {"Tq,N,V_count", "q"},
+      {"T@,&,N,V_extra", "id"},                   {"T@?,C,N,V_handler", "block"},
+      {"T@\"NSArray<Foo>\",&,N,V_items", "NSArray<Foo>"}, {"T{CGPoint=dd},N,V_origin", "{CGPoint=dd}"},
+      {"TB,R,N", "B"}, {"Td", "d"}, {"R,N,T@\"Place\",&", "Place"},  // the first T piece, wherever it is
+      {"R,N,V_name", ""}, {"", ""}};
+  for (const auto& [text, type] : attributes) EXPECT_EQ(getPropertyType(text), type) << text;
 
-TEST(PropertyIntrospectionType, OwnPropertiesOnlyWithTypesOfTheirMembers) {
+  // Only the class's own properties, in an immutable table.
   auto child = ovn_propertiesDictionaryFromClass(IntrospectionChild::classObject());
   EXPECT_TRUE(child->isEqual(*OVNDictionary::make({{"ratio", "d"}}))) << OVNValue(child).description();
   EXPECT_FALSE(child->isMutable());
   EXPECT_TRUE(ovn_propertiesDictionaryFromClass(IntrospectionEmpty::classObject())->empty());
-
   auto item = ovn_propertiesDictionaryFromClass(IntrospectionItem::classObject());
   const std::vector<std::pair<std::string, std::string>> expected = {
-      {"amount", "d"},        {"anything", "id"},      {"children", "NSArray"},
-      {"flag", "B"},          {"handler", "block"},    {"maybe", "NSNumber"},
-      {"note", "NSString"},   {"offset", "q"},         {"owner", "IntrospectionBase"},
-      {"port", "S"},          {"share", "f"},          {"small", "c"},
-      {"spot", "{IntrospectionSpot=dd}"},              {"total", "Q"}};
+      {"amount", "d"}, {"anything", "id"}, {"children", "NSArray"}, {"flag", "B"}, {"handler", "block"},
+      {"maybe", "NSNumber"}, {"note", "NSString"}, {"offset", "q"}, {"owner", "IntrospectionBase"},
+      {"port", "S"}, {"share", "f"}, {"small", "c"}, {"spot", "{IntrospectionSpot=dd}"}, {"total", "Q"}};
   ASSERT_EQ(item->count(), expected.size());
   for (const auto& [name, type] : expected) EXPECT_EQ(item->objectForKey(name).description(), type) << name;
 }
@@ -155,7 +137,7 @@ TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsWhichWinAndIsCached) 
   EXPECT_EQ(mapper->propertiesForClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(), "q");
 }
 
-TEST(PropertyIntrospectionWrapped, ScalarsBecomeNumbersOfTheirKind) {
+TEST(PropertyIntrospectionWrapped, ScalarsAsNumbersOfTheirKindObjectsAsTheyAreStructuresBoxed) {
   auto item = OVNMake<IntrospectionItem>();
   item->flag = true;
   item->amount = 0.1;
@@ -164,34 +146,27 @@ TEST(PropertyIntrospectionWrapped, ScalarsBecomeNumbersOfTheirKind) {
   item->port = 65535;
   item->offset = std::numeric_limits<std::int64_t>::min();
   item->total = std::numeric_limits<std::uint64_t>::max();
-
-  OVNValue flag = ovn_wrappedValueForKey(*item, "flag");
-  ASSERT_TRUE(flag.number());
-  EXPECT_TRUE(flag.number()->isBoolean());
-  EXPECT_EQ(flag.number()->longLongValue(), 1);
-  item->flag = false;
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "flag").number()->longLongValue(), 0);
-  EXPECT_TRUE(ovn_wrappedValueForKey(*item, "flag").number()->isBoolean());
-
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "amount").number()->doubleValue(), 0.1);
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "share").number()->doubleValue(), 1.5);
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "small").number()->longLongValue(), -5);
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "port").number()->longLongValue(), 65535);
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "offset").number()->longLongValue(), std::numeric_limits<std::int64_t>::min());
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "total").number()->unsignedLongLongValue(),
-            std::numeric_limits<std::uint64_t>::max());
-}
-
-TEST(PropertyIntrospectionWrapped, ObjectsAsTheyAreStructuresBoxedConstNothing) {
-  auto item = OVNMake<IntrospectionItem>();
-  auto owner = OVNMake<IntrospectionBase>();
-  item->owner = owner;
+  item->owner = OVNMake<IntrospectionBase>();
   item->note = "n";
   item->spot = {1.25, -2.5};
-  EXPECT_EQ(ovn_wrappedValueForKey(*item, "owner").object(), owner);
+  // The number a key gives, kept alive by the caller's full expression.
+  auto wrapped = [&](const char* key) { return ovn_wrappedValueForKey(*item, key); };
+  ASSERT_TRUE(wrapped("flag").number());
+  EXPECT_TRUE(wrapped("flag").number()->isBoolean());
+  EXPECT_EQ(wrapped("flag").number()->longLongValue(), 1);
+  item->flag = false;
+  EXPECT_TRUE(wrapped("flag").number()->isBoolean());
+  EXPECT_EQ(wrapped("flag").number()->longLongValue(), 0);
+  EXPECT_EQ(wrapped("amount").number()->doubleValue(), 0.1);
+  EXPECT_EQ(wrapped("share").number()->doubleValue(), 1.5);
+  EXPECT_EQ(wrapped("small").number()->longLongValue(), -5);
+  EXPECT_EQ(wrapped("port").number()->longLongValue(), 65535);
+  EXPECT_EQ(wrapped("offset").number()->longLongValue(), std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(wrapped("total").number()->unsignedLongLongValue(), std::numeric_limits<std::uint64_t>::max());
+
+  EXPECT_EQ(ovn_wrappedValueForKey(*item, "owner").object(), item->owner);
   EXPECT_EQ(*ovn_wrappedValueForKey(*item, "note").string(), "n");
   EXPECT_TRUE(ovn_wrappedValueForKey(*item, "maybe").isMissing());
-
   OVNValue spot = ovn_wrappedValueForKey(*item, "spot");
   ASSERT_TRUE(spot.boxed());
   auto other = OVNMake<IntrospectionItem>();
@@ -202,66 +177,41 @@ TEST(PropertyIntrospectionWrapped, ObjectsAsTheyAreStructuresBoxedConstNothing) 
   auto constant = OVNMake<IntrospectionConst>();
   EXPECT_EQ(*constant->valueForKey("label").string(), "const text");  // the getter works...
   EXPECT_TRUE(ovn_wrappedValueForKey(*constant, "label").isMissing());  // ...but is not read
-}
-
-TEST(PropertyIntrospectionWrapped, UnknownKeyIsAProgrammingError) {
-  auto item = OVNMake<IntrospectionItem>();
   try {
     ovn_wrappedValueForKey(*item, "nope");
-    FAIL() << "no exception";
+    FAIL() << "no exception for an unknown key";
   } catch (const OVNException& e) {
     EXPECT_EQ(e.name(), OVNUndefinedKeyException);
   }
 }
 
-// Turns the console's debug entries on for one test.
-class DebugEntries {
- public:
-  DebugEntries() : was_(OVNConsoleLog::isDebugEnabled()) { OVNConsoleLog::setDebugEnabled(true); }
-  ~DebugEntries() { OVNConsoleLog::setDebugEnabled(was_); }
-
- private:
-  bool was_;
-};
-
-TEST(PropertyIntrospectionSafeValue, StoresAtKeyPathAndLogsTheResult) {
-  DebugEntries debug;
+TEST(PropertyIntrospectionSafeValue, StoresAtExistingKeyPathsAndLogsTheResult) {
+  const bool debug = OVNConsoleLog::isDebugEnabled();
+  OVNConsoleLog::setDebugEnabled(true);
   ConsoleCapture console;
   auto dictionary = OVNDictionary::make({{"loc", OVNDictionary::make()}});
   ovn_setSafeValue(*dictionary, 45.5, "loc.lat");
   ovn_setSafeValue(*dictionary, "x", "name");
   ovn_setSafeValue(*dictionary, OVNValue::null(), "gone");
-  EXPECT_EQ(dictionary->valueForKeyPath("loc.lat").number()->doubleValue(), 45.5);
-  EXPECT_EQ(*dictionary->objectForKey("name").string(), "x");
-  EXPECT_TRUE(dictionary->objectForKey("gone").isNull());
+  ovn_setSafeValue(*dictionary, 7, "a.b");          // no "a": nothing stored
+  ovn_setSafeValue(*dictionary, OVNValue(), "name");  // missing: nothing stored, nothing logged
+  OVNConsoleLog::setDebugEnabled(debug);
+  EXPECT_TRUE(dictionary->isEqual(*OVNDictionary::make(
+      {{"loc", OVNValue::dictionary({{"lat", 45.5}})}, {"name", "x"}, {"gone", OVNValue::null()}})))
+      << OVNValue(dictionary).description();
   EXPECT_EQ(console.lines(), (std::vector<std::string>{"DICT: setValue: 45.5, forKeyPath: loc.lat - result: 45.5",
                                                        "DICT: setValue: x, forKeyPath: name - result: x",
-                                                       "DICT: setValue: <null>, forKeyPath: gone - result: <null>"}));
+                                                       "DICT: setValue: <null>, forKeyPath: gone - result: <null>",
+                                                       "DICT: setValue: 7, forKeyPath: a.b - result: (null)"}));
 }
 
-TEST(PropertyIntrospectionSafeValue, MissingLevelStoresNothingAndMissingValueLogsNothing) {
-  DebugEntries debug;
-  ConsoleCapture console;
-  auto dictionary = OVNDictionary::make({{"keep", 1}});
-  ovn_setSafeValue(*dictionary, 7, "a.b");
-  EXPECT_EQ(dictionary->count(), 1u);
-  EXPECT_FALSE(dictionary->contains("a"));
-  EXPECT_EQ(console.lines(), std::vector<std::string>{"DICT: setValue: 7, forKeyPath: a.b - result: (null)"});
-
-  ovn_setSafeValue(*dictionary, OVNValue(), "keep");
-  EXPECT_EQ(dictionary->objectForKey("keep").number()->longLongValue(), 1);
-  EXPECT_EQ(console.lines().size(), 1u);
-}
-
-// {"list": [{"k": "v"}], "inner": {"a": 1}, "name": "x"}, all containers mutable.
-OVNDictionaryRef nestedSource() {
-  return OVNDictionary::make({{"list", OVNValue::array({OVNValue::dictionary({{"k", "v"}})})},
-                              {"inner", OVNValue::dictionary({{"a", 1}})},
-                              {"name", "x"}});
-}
-
-TEST(PropertyIntrospectionDeepCopy, DeepCopyCopiesOneLevelAndSharesBelow) {
-  auto source = nestedSource();
+TEST(PropertyIntrospectionDeepCopy, DeepCopyCopiesOneLevelMutableDeepCopyAllLevels) {
+  // {"list": [{"k": "v"}], "inner": {"a": 1}}, all containers mutable.
+  auto make = [] {
+    return OVNDictionary::make({{"list", OVNValue::array({OVNValue::dictionary({{"k", "v"}})})},
+                                {"inner", OVNValue::dictionary({{"a", 1}})}});
+  };
+  auto source = make();
   auto copy = ovn_deepCopy(source);
   ASSERT_TRUE(copy);
   EXPECT_TRUE(copy->isMutable());
@@ -271,43 +221,36 @@ TEST(PropertyIntrospectionDeepCopy, DeepCopyCopiesOneLevelAndSharesBelow) {
   auto copiedList = copy->objectForKey("list").array();
   EXPECT_NE(copiedList, source->objectForKey("list").array());
   EXPECT_EQ(copiedList->at(0).dictionary(), source->objectForKey("list").array()->at(0).dictionary());
+  copy->set("inner", "changed");
+  EXPECT_TRUE(source->isEqual(*make()));
 
-  copy->set("name", "changed");
-  EXPECT_EQ(*source->objectForKey("name").string(), "x");
-  EXPECT_EQ(ovn_deepCopy(OVNDictionaryRef()), nullptr);
-}
-
-TEST(PropertyIntrospectionDeepCopy, MutableDeepCopyIsIndependentAllTheWayDown) {
-  auto source = nestedSource();
-  auto copy = ovn_mutableDeepCopy(source);
-  ASSERT_TRUE(copy);
-  EXPECT_TRUE(copy->isEqual(*source));
-  auto list = copy->objectForKey("list").array();
+  auto deep = ovn_mutableDeepCopy(source);
+  ASSERT_TRUE(deep);
+  EXPECT_TRUE(deep->isEqual(*source));
+  auto list = deep->objectForKey("list").array();
   auto element = list->at(0).dictionary();
-  auto inner = copy->objectForKey("inner").dictionary();
-  ASSERT_TRUE(list->isMutable() && element->isMutable() && inner->isMutable());
+  auto inner = deep->objectForKey("inner").dictionary();
+  ASSERT_TRUE(deep->isMutable() && list->isMutable() && element->isMutable() && inner->isMutable());
   element->set("k", "changed");
   list->add("more");
   inner->remove("a");
-  EXPECT_TRUE(source->isEqual(*nestedSource()));
+  EXPECT_TRUE(source->isEqual(*make()));
+  EXPECT_EQ(ovn_deepCopy(OVNDictionaryRef()), nullptr);
   EXPECT_EQ(ovn_mutableDeepCopy(OVNDictionaryRef()), nullptr);
-}
 
-TEST(PropertyIntrospectionDeepCopy, ArrayFormsFollowTheSameRules) {
-  auto element = OVNDictionary::make({{"inner", OVNValue::dictionary({{"a", 1}})}});
-  auto source = OVNArray::make({element, "s"});
-  auto shallow = ovn_deepCopy(source);
+  // The array forms follow the same rules.
+  auto array = OVNArray::make({source, "s"});
+  auto shallow = ovn_deepCopy(array);
   EXPECT_TRUE(shallow->isMutable());
-  EXPECT_NE(shallow->at(0).dictionary(), element);
+  EXPECT_NE(shallow->at(0).dictionary(), source);
   EXPECT_FALSE(shallow->at(0).dictionary()->isMutable());
-  EXPECT_EQ(shallow->at(0).dictionary()->objectForKey("inner").dictionary(), element->objectForKey("inner").dictionary());
-
-  auto deep = ovn_mutableDeepCopy(source);
-  auto deepInner = deep->at(0).dictionary()->objectForKey("inner").dictionary();
+  EXPECT_EQ(shallow->at(0).dictionary()->objectForKey("inner").dictionary(), source->objectForKey("inner").dictionary());
+  auto deepArray = ovn_mutableDeepCopy(array);
+  auto deepInner = deepArray->at(0).dictionary()->objectForKey("inner").dictionary();
   ASSERT_TRUE(deepInner->isMutable());
   deepInner->set("a", 2);
-  EXPECT_EQ(element->valueForKeyPath("inner.a").number()->longLongValue(), 1);
-  EXPECT_EQ(*deep->at(1).string(), "s");
+  EXPECT_EQ(source->valueForKeyPath("inner.a").number()->longLongValue(), 1);
+  EXPECT_EQ(*deepArray->at(1).string(), "s");
 }
 
 }  // namespace
