@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Platform/OVNProperty.h"
+#include "Platform/OVNStringMap.h"
 #include "Platform/OVNValue.h"
 
 class OVNClass {
@@ -67,11 +68,7 @@ class OVNClass {
   OVNClass(ValueTag, std::string name, const OVNClass* superclass, OVNValueKind kind, bool mutableVariant);
   void indexProperties();
 
-  struct TransparentHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }
-  };
-  using PropertyIndex = std::unordered_map<std::string, const OVNProperty*, TransparentHash, std::equal_to<>>;
+  using PropertyIndex = OVNStringMap<const OVNProperty*>;
 
   std::string name_;
   const OVNClass* superclass_ = nullptr;

@@ -33,8 +33,12 @@ OVNValue ovn_wrappedValueForKey(const OVNObject& object, std::string_view key) {
   const OVNProperty* property = object.objectClass().property(key);
   // No getter: the object's own undefined-key handling reports the programming error.
   if (!property) return object.valueForKey(key);
-  if (!property->typeEncoding().empty() && property->typeEncoding().front() == 'r') return {};
+  return ovn_wrappedValue(*property, object);
+}
+
+OVNValue ovn_wrappedValue(const OVNProperty& property, const OVNObject& object) {
+  if (!property.typeEncoding().empty() && property.typeEncoding().front() == 'r') return {};
   // The accessors box by the member's type already: numbers keep their scalar kind,
   // structures become boxed bytes with their encoding, objects come back as they are.
-  return property->get(object);
+  return property.get(object);
 }

@@ -27,3 +27,5 @@ OVNDictionaryRef ovn_propertiesDictionaryFromClass(const OVNClass& cls);
 //! back), and nothing for const-qualified ("r") types. A key without a getter is a
 //! programming error (NSUnknownKeyException).
 OVNValue ovn_wrappedValueForKey(const OVNObject& object, std::string_view key);
+//! The same for a property already found (of the object's class or an ancestor).
+OVNValue ovn_wrappedValue(const OVNProperty& property, const OVNObject& object);

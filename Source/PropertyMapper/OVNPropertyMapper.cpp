@@ -14,6 +14,7 @@
 #include "Platform/OVNFormat.h"
 #include "Platform/OVNOrderedSet.h"
 #include "Platform/OVNSet.h"
+#include "Platform/OVNStringMap.h"
 #include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
 #include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
@@ -24,12 +25,8 @@ OVN_PROPERTIES(OVNPropertyMapper)
 
 namespace {
 
-struct TransparentHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }
-};
 template <class V>
-using NameMap = std::unordered_map<std::string, V, TransparentHash, std::equal_to<>>;
+using NameMap = OVNStringMap<V>;
 
 struct PropertySlot;
 
@@ -628,11 +625,16 @@ OVNObjectRef OVNPropertyMapper::classPropertyForInstance(const OVNObjectRef& obj
 
 // ---- property access -----------------------------------------------------------------------
 
+namespace {
+// getSafeValueForKey through a resolved slot.
+OVNValue readSlot(const PropertySlot& slot, const OVNObject& object) {
+  return slot.property ? ovn_wrappedValue(*slot.property, object) : OVNValue();
+}
+}  // namespace
+
 OVNValue OVNPropertyMapper::getSafeValueForKey(std::string_view propertyName, const OVNObject& object) const {
-  const ClassInfo& info = impl_->classInfo(object.objectClass());
-  auto slot = info.slots.find(propertyName);
-  if (slot == info.slots.end() || !slot->second.property) return {};
-  return ovn_wrappedValueForKey(object, propertyName);
+  const PropertySlot* slot = impl_->classInfo(object.objectClass()).slot(propertyName);
+  return slot ? readSlot(*slot, object) : OVNValue();
 }
 
 namespace {
@@ -706,13 +708,6 @@ void OVNPropertyMapper::setSafeValue(const OVNValue& value, std::string_view pro
 
 namespace {
 
-// getSafeValueForKey through a resolved slot.
-OVNValue readSlot(const PropertySlot& slot, const OVNObject& object) {
-  if (!slot.property) return {};
-  const std::string& encoding = slot.property->typeEncoding();
-  if (!encoding.empty() && encoding.front() == 'r') return {};
-  return slot.property->get(object);
-}
 
 // The write target of a key: the literal walk over its leading components (a missing
 // component is created as an empty dictionary in the current target, which becomes the
