@@ -3,7 +3,7 @@
 //
 // Threads: the caller's; the array must not change meanwhile.
 
-#include "Platform/OVNArray.h"
+#include "Platform/Values/OVNArray.h"
 
 //! A new mutable array: strings, numbers and null as they are, model objects
 //! (OVNApiObject) as their `toDictionary`, other objects and containers as they are

@@ -2,7 +2,7 @@
 
 #include "NSArray+OVNApiObject.h"
 #include "OVNApiObject.h"
-#include "Platform/OVNClass.h"
+#include "Platform/Objects/OVNClass.h"
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include "OVNApiObject.h"
 
 #include "NSObject+OVNApiObject.h"
-#include "Platform/OVNClass.h"
-#include "Platform/OVNException.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNException.h"
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
 
 OVN_PROPERTIES(OVNApiObject, identifier)

@@ -9,8 +9,8 @@
 
 #include <memory>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNObject.h"
 #include "PropertyMapper/OVNAutoCodingObject.h"
 #include "PropertyMapper/OVNDictionaryConvertible.h"
 

@@ -2,8 +2,8 @@
 
 #include "Categories/NSDictionary+OvrinCore.h"
 #include "Categories/NSObject+OvrinCore.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFormat.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNApiRequestOptions, (action, setAction))
 

@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNObject.h"
 
 class OVNApiRequestOptions : public OVNObject {
   OVN_CLASS(OVNApiRequestOptions, OVNObject)

@@ -1,9 +1,9 @@
 #include "OVNApiResponse.h"
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFormat.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNApiResponse, (isSuccessful, setIsSuccessful), (response, setResponse), (error, setError))
 

@@ -15,9 +15,9 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/OVNError.h"
-#include "Platform/OVNObject.h"
-#include "Platform/OVNValue.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNValue.h"
 
 inline constexpr std::string_view OVNApiErrorDomain = "com.ovrinapi.errors";
 

@@ -1,8 +1,8 @@
 #include "OVNPropertyMappingOperation.h"
 
 #include "OVNApiResponse.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNDispatchQueue.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
 
 OVN_PROPERTIES(OVNPropertyMappingOperation)
 

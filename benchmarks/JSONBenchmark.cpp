@@ -4,8 +4,8 @@
 #include <simdjson.h>
 
 #include "ObservationPayload.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNJSONSerialization.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include "Observation.h"
 #include "ObservationPayload.h"
 #include "ObservationStructs.h"
-#include "Platform/OVNJSONSerialization.h"
-#include "Platform/OVNKeyedArchiver.h"
-#include "Platform/OVNKeyedUnarchiver.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "WeatherMappings.h"
 
 namespace {

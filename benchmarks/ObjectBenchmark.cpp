@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNObject.h"
 
 namespace {
 

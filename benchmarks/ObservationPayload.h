@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "Platform/OVNFormat.h"
+#include "Platform/Values/OVNFormat.h"
 
 inline std::string makeObservationEnvelope(std::size_t count) {
   std::string json = "{\"success\":true,\"error\":null,\"response\":[";

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
 
 namespace {
 constexpr std::int64_t blockCount = 1'000'000;

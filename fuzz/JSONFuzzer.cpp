@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "Platform/OVNData.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNJSONSerialization.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNCoder.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNKeyedArchiver.h"
-#include "Platform/OVNKeyedUnarchiver.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Serialization/OVNCoder.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
 
 // A coding model like the library's: scalars, a string, a nested model, an untyped value.
 class FuzzPlace : public OVNObject {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Observation.h"
-#include "Platform/OVNJSONSerialization.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "WeatherMappings.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -7,7 +7,7 @@
 
 #include "Categories/NSDictionary+OvrinCore.h"
 #include "Categories/NSString+OvrinCore.h"
-#include "Platform/OVNString.h"
+#include "Platform/Text/OVNString.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);

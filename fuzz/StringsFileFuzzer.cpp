@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "Platform/OVNStringsFile.h"
-#include "Platform/OVNString.h"
+#include "Platform/System/OVNStringsFile.h"
+#include "Platform/Text/OVNString.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const auto table = OVNStringsFile::parse(std::string_view(reinterpret_cast<const char*>(bytes), size));

@@ -8,10 +8,10 @@
 #include <string_view>
 
 #include "Categories/NSString+OvrinCore.h"
-#include "Platform/OVNBase64.h"
-#include "Platform/OVNCharacterSet.h"
-#include "Platform/OVNRegularExpression.h"
-#include "Platform/OVNString.h"
+#include "Platform/Serialization/OVNBase64.h"
+#include "Platform/Text/OVNCharacterSet.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 

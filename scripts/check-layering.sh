@@ -1,32 +1,83 @@
 #!/usr/bin/env bash
 # Layers point one way. Checks the #include lines under Source/:
-#   Platform/                         includes only Platform/
+#   Platform/Values/ headers          include only Platform/Values/
+#   Platform/Values/ sources          also Platform/Objects/ (a value can hold an object)
+#   Platform/Objects/                 include only Platform/Values/ and Platform/Objects/
+#   the other Platform/ folders       include only Platform/
 #   Categories/, Logging/, KVO/       include only Platform/ (and their own folder)
 #   Networking/, PropertyMapper/, Cache/  never include the API-client files at the top
+# and each third-party library's headers appear only in the files of its one platform
+# folder.
 set -u
 root=${1:-$(dirname "$0")/../Source}
 status=0
 
-check() {  # folder, allowed-prefix regex
-  local folder=$1 allowed=$2
-  [ -d "$root/$folder" ] || return 0
-  while IFS= read -r line; do
-    file=${line%%:*}
-    target=$(sed -E 's/.*#include[[:space:]]*"([^"]+)".*/\1/' <<<"${line#*:}")
+# Prints "file<TAB>included" for each #include of the given kind ("..." or <...>).
+includes() {  # folder-or-files..., quote-open, quote-close
+  local open=$1 close=$2
+  shift 2
+  grep -rnE "^[[:space:]]*#[[:space:]]*include[[:space:]]*[$open]" "$@" 2>/dev/null |
+    sed -E "s/^([^:]+):[0-9]+:[[:space:]]*#[[:space:]]*include[[:space:]]*[$open]([^$close]+)[$close].*/\\1\t\\2/"
+}
+
+check() {  # files-or-folders..., allowed-prefix regex (last argument)
+  local allowed=${*: -1}
+  local targets=("${@:1:$#-1}")
+  local existing=()
+  for t in "${targets[@]}"; do [ -e "$root/$t" ] && existing+=("$root/$t"); done
+  [ ${#existing[@]} -eq 0 ] && return 0
+  while IFS=$'\t' read -r file target; do
     if ! grep -Eq "$allowed" <<<"$target"; then
       echo "layering: ${file#$root/} includes \"$target\""
       status=1
     fi
-  done < <(grep -rnE '^[[:space:]]*#include[[:space:]]*"' "$root/$folder" | sed -E 's/^([^:]+):[0-9]+:/\1:/')
+  done < <(includes '"' '"' "${existing[@]}")
 }
 
-check Platform '^Platform/'
+platform_folders() {  # the platform's sub-folders other than the two at the bottom
+  find "$root/Platform" -mindepth 1 -maxdepth 1 -type d ! -name Values ! -name Objects -printf 'Platform/%f\n'
+}
+
+# Inside the platform: values, then objects, then the rest.
+check $(cd "$root" && find Platform/Values -name '*.h') '^Platform/Values/'
+check $(cd "$root" && find Platform/Values -name '*.cpp') '^Platform/(Values|Objects)/'
+check Platform/Objects '^Platform/(Values|Objects)/'
+check $(platform_folders) '^Platform/'
+if find "$root/Platform" -maxdepth 1 -type f -name '*.[hc]*' | grep -q .; then
+  echo "layering: files directly in Platform/; each belongs in the folder of its service"
+  status=1
+fi
+
+# Above the platform.
 check Categories '^(Platform|Categories)/'
 check Logging '^(Platform|Logging)/'
 check KVO '^(Platform|KVO)/'
 for folder in Networking PropertyMapper Cache; do
-  check "$folder" '^(Platform|Categories|Logging|KVO|Networking|PropertyMapper|Cache)/|^OvrinCoreVersion\.h$'
+  check "$folder" '^(Platform|Categories|Logging|KVO|Networking|PropertyMapper|Cache)/|^OvrinCoreVersion\.h$|^OvrinCoreExport\.h$'
 done
+
+# Third-party headers: each library in the files of one platform folder only.
+third_party=(
+  '^unicode/'       Platform/Text
+  '^asio'           Platform/Dispatch
+  '^simdjson'       Platform/Serialization
+  '^plist/'         Platform/Serialization
+  '^openssl/'       Platform/Serialization
+  '^uriparser/'     Platform/Network
+  '^curl/'          Platform/Network
+  '^sqlite3\.h$'    Platform/Network
+  '^libsecret/'     Platform/System
+  '^gps\.h$'        Platform/Location
+)
+while IFS=$'\t' read -r file target; do
+  relative=${file#$root/}
+  for ((i = 0; i < ${#third_party[@]}; i += 2)); do
+    if grep -Eq "${third_party[i]}" <<<"$target" && [[ $relative != "${third_party[i + 1]}/"* ]]; then
+      echo "layering: $relative includes <$target>, allowed only in ${third_party[i + 1]}/"
+      status=1
+    fi
+  done
+done < <(includes '<' '>' "$root")
 
 [ $status -eq 0 ] && echo "layering: ok"
 exit $status

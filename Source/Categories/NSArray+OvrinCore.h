@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <functional>
 
-#include "Platform/OVNArray.h"
+#include "Platform/Values/OVNArray.h"
 
 //! True for a null array or one without elements.
 bool ovn_isEmpty(const OVNArrayRef& array);

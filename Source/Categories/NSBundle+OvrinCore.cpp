@@ -1,6 +1,6 @@
 #include "Categories/NSBundle+OvrinCore.h"
 
-#include "Platform/OVNLocale.h"
+#include "Platform/Text/OVNLocale.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/OVNBundle.h"
+#include "Platform/System/OVNBundle.h"
 
 //! The resource bundle, or null when none of the places holds one.
 OVNBundleRef ovrinBundle();

@@ -1,9 +1,9 @@
 #include "Categories/NSDictionary+OvrinCore.h"
 
 #include "Categories/NSString+OvrinCore.h"
-#include "Platform/OVNArray.h"
-#include "Platform/OVNCharacterSet.h"
-#include "Platform/OVNString.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Text/OVNCharacterSet.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 

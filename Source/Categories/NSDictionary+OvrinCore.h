@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/OVNDictionary.h"
+#include "Platform/Values/OVNDictionary.h"
 
 //! True for a null dictionary or one without entries.
 bool ovn_isEmpty(const OVNDictionaryRef& dictionary);

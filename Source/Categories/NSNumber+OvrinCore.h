@@ -1,7 +1,7 @@
 #pragma once
 // Number helpers. Pure functions.
 
-#include "Platform/OVNNumber.h"
+#include "Platform/Values/OVNNumber.h"
 
 //! floor((value + interval / 2) / interval) x interval, in single precision as the platform
 //! computes it: the value is read as a 32-bit float, the floor taken of a 32-bit float and

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFormat.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
 
 OVNCancelableBlock ovn_performBlock(std::function<void()> block, double delay) {
   // Atomic rather than a plain flag: the cancelling thread and the main queue share it.

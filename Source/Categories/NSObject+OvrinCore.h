@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 //! The handle of a delayed callback: called with true it cancels the callback; the main
 //! queue calls it with false when the delay has passed, which runs the callback unless it

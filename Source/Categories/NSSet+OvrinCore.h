@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "Platform/OVNSet.h"
+#include "Platform/Values/OVNSet.h"
 
 using OVNSetFilterBlock = std::function<bool(const OVNValue& member, bool* stop)>;
 

@@ -1,13 +1,13 @@
 #include <memory>
 
 #include "Categories/NSString+OvrinCore.h"
-#include "Platform/OVNArray.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNDigest.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNSet.h"
-#include "Platform/OVNString.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Serialization/OVNDigest.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Values/OVNSet.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/OVNCharacterSet.h"
-#include "Platform/OVNRange.h"
-#include "Platform/OVNRegularExpression.h"
-#include "Platform/OVNValue.h"
+#include "Platform/Text/OVNCharacterSet.h"
+#include "Platform/Values/OVNRange.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNValue.h"
 
 //! True for a missing value, the null marker, "" and the text "<null>"; for a container
 //! without members and for empty data; for any other value when its description is

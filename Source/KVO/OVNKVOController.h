@@ -23,7 +23,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 namespace ovn::detail {
 class OVNKVOInfo;

@@ -10,16 +10,16 @@
 #include <system_error>
 #include <vector>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNCallStack.h"
-#include "Platform/OVNBundle.h"
-#include "Platform/OVNClass.h"
-#include "Platform/OVNClock.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNDate.h"
-#include "Platform/OVNDevice.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFileManager.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/System/OVNCallStack.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNClock.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNDate.h"
+#include "Platform/System/OVNDevice.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNFileManager.h"
 
 OVN_PROPERTIES(OVNLogger, (logLevel, setLogLevel))
 

@@ -3,7 +3,7 @@
 //
 // Threads: the caller's; the source must not change meanwhile.
 
-#include "Platform/OVNArray.h"
+#include "Platform/Values/OVNArray.h"
 
 //! A new mutable array, each member copied by its own copy operation when it has one,
 //! shared otherwise. A null source gives null.

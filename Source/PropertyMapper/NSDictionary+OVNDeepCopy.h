@@ -3,7 +3,7 @@
 //
 // Threads: the caller's; the source must not change meanwhile.
 
-#include "Platform/OVNDictionary.h"
+#include "Platform/Values/OVNDictionary.h"
 
 //! A new mutable dictionary with the same keys, each value copied by its own copy
 //! operation when it has one (so nested containers are copied one level, immutable) and

@@ -1,6 +1,6 @@
 #include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"
 
-#include "Platform/OVNConsoleLog.h"
+#include "Platform/System/OVNConsoleLog.h"
 
 void ovn_setSafeValue(OVNDictionary& dictionary, const OVNValue& value, std::string_view keyPath) {
   if (value.isMissing()) return;

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "Platform/OVNDictionary.h"
+#include "Platform/Values/OVNDictionary.h"
 
 //! Stores a present `value` at `keyPath` (dots separate levels; intermediate dictionaries
 //! must exist, else nothing is stored), then writes the debug line

@@ -12,17 +12,17 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "Platform/OVNClass.h"
-#include "Platform/OVNCoder.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFileManager.h"
-#include "Platform/OVNFormat.h"
-#include "Platform/OVNKeyedArchiver.h"
-#include "Platform/OVNKeyedUnarchiver.h"
-#include "Platform/OVNPropertyListSerialization.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Serialization/OVNCoder.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNFileManager.h"
+#include "Platform/Values/OVNFormat.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
+#include "Platform/Serialization/OVNPropertyListSerialization.h"
 
 namespace {
 

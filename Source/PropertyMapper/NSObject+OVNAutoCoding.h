@@ -26,8 +26,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNObject.h"
 
 class OVNCoder;
 

@@ -1,6 +1,6 @@
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
 
-#include "Platform/OVNClass.h"
+#include "Platform/Objects/OVNClass.h"
 
 std::string getPropertyType(std::string_view attributes) {
   std::size_t start = 0;

@@ -9,7 +9,7 @@
 // on the calling thread and read the object as key-value coding does. Several threads may
 // archive or copy different objects of the same class at once.
 
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 class OVNAutoCodingObject : public OVNObject {
   OVN_CLASS(OVNAutoCodingObject, OVNObject)

@@ -2,7 +2,7 @@
 // An object that can stand in for a source dictionary when the property mapper updates
 // another object from it (model objects of the API layer are).
 
-#include "Platform/OVNDictionary.h"
+#include "Platform/Values/OVNDictionary.h"
 
 class OVNDictionaryConvertible {
  public:

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <optional>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFormat.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNRegularExpression.h"
-#include "Platform/OVNSet.h"
-#include "Platform/OVNString.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNSet.h"
+#include "Platform/Text/OVNString.h"
 
 const char* const OVNPropertyMapperErrorDescription = nullptr;
 

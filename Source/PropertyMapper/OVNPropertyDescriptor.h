@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNError.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNObject.h"
 
 class OVNRegularExpression;
 

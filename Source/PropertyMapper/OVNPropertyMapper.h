@@ -24,9 +24,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNObject.h"
 #include "PropertyMapper/OVNPropertyDescriptor.h"
 #include "PropertyMapper/OVNPropertyMapperModelFactoryProtocol.h"
 

@@ -4,7 +4,7 @@
 // Threads: the mapper calls it on the thread that maps; an implementation used by a
 // mapper on several threads must be safe to call concurrently.
 
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 class OVNPropertyMapperModelFactoryProtocol {
  public:

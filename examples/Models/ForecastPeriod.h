@@ -3,7 +3,7 @@
 // {"timestamp": 1795003600, "tempC": 11.5}.
 
 #include "OVNApiObject.h"
-#include "Platform/OVNDate.h"
+#include "Platform/Values/OVNDate.h"
 
 class ForecastPeriod : public OVNApiObject {
   OVN_CLASS(ForecastPeriod, OVNApiObject)

@@ -12,8 +12,8 @@
 #include "Measurements.h"
 #include "OVNApiObject.h"
 #include "Place.h"
-#include "Platform/OVNDate.h"
-#include "Platform/OVNDictionary.h"
+#include "Platform/Values/OVNDate.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "StationProfile.h"
 
 class Observation : public OVNApiObject {

@@ -1,7 +1,7 @@
 #include "WeatherMappings.h"
 
 #include "Observation.h"
-#include "Platform/OVNArray.h"
+#include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/OVNTimestampDescriptor.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include "NSObject+OVNApiObject.h"
 #include "Observation.h"
 #include "OVNApiObject.h"
-#include "Platform/OVNArray.h"
-#include "Platform/OVNClass.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Objects/OVNClass.h"
 
 namespace apiobjecttest {
 

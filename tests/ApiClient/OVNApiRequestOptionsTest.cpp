@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "OVNApiRequestOptions.h"
-#include "Platform/OVNException.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace requestoptionstest {
 

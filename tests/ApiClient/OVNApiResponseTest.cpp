@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "OVNApiResponse.h"
-#include "Platform/OVNArray.h"
-#include "Platform/OVNClass.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNJSONSerialization.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 
 namespace {
 

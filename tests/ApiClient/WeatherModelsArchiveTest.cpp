@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "Observation.h"
-#include "Platform/OVNJSONSerialization.h"
-#include "Platform/OVNKeyedArchiver.h"
-#include "Platform/OVNKeyedUnarchiver.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 #include "Support/TemporaryDirectory.h"
 #include "WeatherMappings.h"

@@ -4,7 +4,7 @@
 #include "Categories/NSMutableArray+OvrinCore.h"
 #include "Categories/NSNumber+OvrinCore.h"
 #include "Categories/NSSet+OvrinCore.h"
-#include "Platform/OVNException.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "Categories/NSBundle+OvrinCore.h"
-#include "Platform/OVNLocale.h"
+#include "Platform/Text/OVNLocale.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Categories/NSDictionary+OvrinCore.h"
-#include "Platform/OVNArray.h"
+#include "Platform/Values/OVNArray.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "Categories/NSObject+OvrinCore.h"
-#include "Platform/OVNArray.h"
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTestClock.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNTestClock.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "KVO/OVNKVOController.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNDictionary.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Support/ConsoleCapture.h"
 #include "Support/TestModels.h"
 

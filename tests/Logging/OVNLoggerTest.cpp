@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "Logging/OVNLogger.h"
-#include "Platform/OVNBundle.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNDevice.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFileManager.h"
-#include "Platform/OVNTestClock.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/System/OVNDevice.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNFileManager.h"
+#include "Platform/Dispatch/OVNTestClock.h"
 #include "Support/ConsoleCapture.h"
 #include "Support/TemporaryDirectory.h"
 

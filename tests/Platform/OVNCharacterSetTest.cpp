@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "Platform/OVNCharacterSet.h"
+#include "Platform/Text/OVNCharacterSet.h"
 
 namespace {
 

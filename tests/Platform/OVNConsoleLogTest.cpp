@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/OVNConsoleLog.h"
+#include "Platform/System/OVNConsoleLog.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <random>
 
-#include "Platform/OVNBase64.h"
-#include "Platform/OVNDigest.h"
+#include "Platform/Serialization/OVNBase64.h"
+#include "Platform/Serialization/OVNDigest.h"
 
 namespace {
 

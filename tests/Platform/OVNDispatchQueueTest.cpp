@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTestClock.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNTestClock.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <map>
 
-#include "Platform/OVNBundle.h"
-#include "Platform/OVNFileManager.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/System/OVNFileManager.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

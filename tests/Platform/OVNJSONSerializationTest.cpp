@@ -5,12 +5,12 @@
 #include <limits>
 #include <string>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNJSONSerialization.h"
-#include "Platform/OVNSet.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNSet.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNException.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNException.h"
 #include "Support/TestModels.h"
 
 namespace {

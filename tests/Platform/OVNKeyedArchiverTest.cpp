@@ -5,19 +5,19 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNBlock.h"
-#include "Platform/OVNBoxedValue.h"
-#include "Platform/OVNClass.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNKeyedArchiver.h"
-#include "Platform/OVNKeyedUnarchiver.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNPropertyListSerialization.h"
-#include "Platform/OVNSet.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBlock.h"
+#include "Platform/Values/OVNBoxedValue.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/Values/OVNSet.h"
 
 // A small model that codes every scalar kind, a string, a nested model and an untyped
 // value, and counts its constructions.

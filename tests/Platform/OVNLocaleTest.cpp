@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "Platform/OVNLocale.h"
+#include "Platform/Text/OVNLocale.h"
 
 namespace {
 

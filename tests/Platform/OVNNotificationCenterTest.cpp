@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNNotificationCenter.h"
-#include "Platform/OVNObject.h"
-#include "Platform/OVNRunLoop.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Dispatch/OVNNotificationCenter.h"
+#include "Platform/Objects/OVNObject.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
 
 TEST(OVNNotificationCenterTest, DeliversByNameAndObjectUntilRemoved) {
   OVNNotificationCenter center;

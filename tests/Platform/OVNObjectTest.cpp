@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNClass.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNSet.h"
-#include "Platform/OVNException.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Values/OVNSet.h"
+#include "Platform/Objects/OVNException.h"
 #include "Support/TestModels.h"
 
 namespace {

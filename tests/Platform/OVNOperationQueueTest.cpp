@@ -6,11 +6,11 @@
 #include <mutex>
 #include <vector>
 
-#include "Platform/OVNBlockOperation.h"
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNOperationQueue.h"
-#include "Platform/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNBlockOperation.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNOperationQueue.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
 
 TEST(OVNOperationQueueTest, SuspendedQueueStartsNothingThenRunsOneAtATimeInOrder) {
   OVNOperationQueue queue;

@@ -4,9 +4,9 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/OVNBlockOperation.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNOperation.h"
+#include "Platform/Dispatch/OVNBlockOperation.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNOperation.h"
 
 namespace {
 class CountingOperation : public OVNOperation {

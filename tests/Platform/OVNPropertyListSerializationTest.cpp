@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNBlock.h"
-#include "Platform/OVNBoxedValue.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNPropertyListSerialization.h"
-#include "Platform/OVNSet.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBlock.h"
+#include "Platform/Values/OVNBoxedValue.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/Values/OVNSet.h"
 
 namespace {
 

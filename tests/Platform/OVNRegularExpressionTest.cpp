@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRegularExpression.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNRegularExpression.h"
 
 namespace {
 

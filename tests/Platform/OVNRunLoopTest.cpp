@@ -6,10 +6,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTimer.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNTimer.h"
 
 namespace {
 constexpr double timeout = 10.0;

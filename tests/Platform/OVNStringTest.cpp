@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "Platform/OVNCharacterSet.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNString.h"
+#include "Platform/Text/OVNCharacterSet.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 const std::string kEmoji = "\xF0\x9F\x98\x80";  // U+1F600, two UTF-16 code units

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "Platform/OVNStringsFile.h"
+#include "Platform/System/OVNStringsFile.h"
 
 namespace {
 

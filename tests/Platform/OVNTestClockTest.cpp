@@ -4,13 +4,13 @@
 #include <optional>
 #include <thread>
 
-#include "Platform/OVNClock.h"
-#include "Platform/OVNDate.h"
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTestClock.h"
-#include "Platform/OVNTimer.h"
+#include "Platform/Values/OVNClock.h"
+#include "Platform/Values/OVNDate.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Dispatch/OVNTimer.h"
 
 TEST(OVNTestClockTest, DrivesTheClocksAndRestoresTheSystemClock) {
   {

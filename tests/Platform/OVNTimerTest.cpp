@@ -6,10 +6,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/OVNDispatchQueue.h"
-#include "Platform/OVNRunLoop.h"
-#include "Platform/OVNTestClock.h"
-#include "Platform/OVNTimer.h"
+#include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Dispatch/OVNTimer.h"
 
 TEST(OVNTimerTest, FiresOnceAtItsDeadlineUnderTheTestClock) {
   OVNTestClock clock(5000.0);

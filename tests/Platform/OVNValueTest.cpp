@@ -2,15 +2,15 @@
 
 #include <cmath>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNData.h"
-#include "Platform/OVNDictionary.h"
-#include "Platform/OVNError.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNFormat.h"
-#include "Platform/OVNOrderedSet.h"
-#include "Platform/OVNSet.h"
-#include "Platform/OVNString.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Values/OVNSet.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNException.h"
-#include "Platform/OVNRegularExpression.h"
-#include "Platform/OVNSet.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNSet.h"
 #include "PropertyMapper/OVNPropertyDescriptor.h"
 #include "PropertyMapper/OVNTimestampDescriptor.h"
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNArray.h"
-#include "Platform/OVNConsoleLog.h"
-#include "Platform/OVNException.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Objects/OVNException.h"
 #include "PropertyMapper/NSArray+OVNDeepCopy.h"
 #include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
 #include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"

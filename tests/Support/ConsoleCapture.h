@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/OVNConsoleLog.h"
+#include "Platform/System/OVNConsoleLog.h"
 
 class ConsoleCapture {
  public:

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 struct TestPoint {
   double x = 0, y = 0;

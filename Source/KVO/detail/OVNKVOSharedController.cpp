@@ -1,6 +1,6 @@
 #include "KVO/detail/OVNKVOSharedController.h"
 
-#include "Platform/OVNConsoleLog.h"
+#include "Platform/System/OVNConsoleLog.h"
 
 namespace ovn::detail {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "KVO/detail/OVNKVOInfo.h"
-#include "Platform/OVNObject.h"
+#include "Platform/Objects/OVNObject.h"
 
 namespace ovn::detail {
 
