@@ -1,5 +1,4 @@
 #include "NSArray+OVNApiObject.h"
-
 #include "OVNApiObject.h"
 
 OVNArrayRef ovn_toDictionary(const OVNArrayRef& array) {

@@ -1,6 +1,5 @@
-#include "NSObject+OVNApiObject.h"
-
 #include "NSArray+OVNApiObject.h"
+#include "NSObject+OVNApiObject.h"
 #include "OVNApiObject.h"
 #include "Platform/Objects/OVNClass.h"
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
@@ -12,8 +11,7 @@ OVNValue dictionaryValue(const OVNObject& object, const std::string& name) {
   switch (value.kind()) {
     case OVNValueKind::String:
     case OVNValueKind::Number:
-    case OVNValueKind::Null:
-      return value;
+    case OVNValueKind::Null: return value;
     case OVNValueKind::Array:
       if (auto converted = ovn_toDictionary(value.array())) return converted;
       return ovn_wrappedValueForKey(object, name);
@@ -23,10 +21,8 @@ OVNValue dictionaryValue(const OVNObject& object, const std::string& name) {
         return ovn_wrappedValueForKey(object, name);
       }
       return value;
-    case OVNValueKind::Missing:
-      return ovn_wrappedValueForKey(object, name);
-    default:
-      return value;
+    case OVNValueKind::Missing: return ovn_wrappedValueForKey(object, name);
+    default: return value;
   }
 }
 

@@ -3,8 +3,8 @@
 //
 // Threads: the caller's; the object must not change meanwhile.
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 
 //! A new mutable dictionary: for each property of the object's class and its ancestors
 //! below the root (read-only ones included), the value as it is for strings, numbers,

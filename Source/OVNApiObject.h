@@ -9,8 +9,8 @@
 
 #include <memory>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "PropertyMapper/OVNAutoCodingObject.h"
 #include "PropertyMapper/OVNDictionaryConvertible.h"
 

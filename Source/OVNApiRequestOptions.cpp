@@ -33,9 +33,8 @@ std::shared_ptr<OVNApiRequestOptions> OVNApiRequestOptions::optionsFromURLPath(c
   const auto first = path.find('?');
   if (first == std::string_view::npos) return optionsFromQueryString(receiver, std::nullopt);
   const auto second = path.find('?', first + 1);
-  return optionsFromQueryString(receiver, path.substr(first + 1, second == std::string_view::npos
-                                                                     ? std::string_view::npos
-                                                                     : second - first - 1));
+  return optionsFromQueryString(
+      receiver, path.substr(first + 1, second == std::string_view::npos ? std::string_view::npos : second - first - 1));
 }
 
 void OVNApiRequestOptions::readOptionsDictionary(const OVNDictionary&) {}

@@ -14,8 +14,8 @@
 #include <string_view>
 
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 
 class OVNApiRequestOptions : public OVNObject {
   OVN_CLASS(OVNApiRequestOptions, OVNObject)

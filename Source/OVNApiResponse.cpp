@@ -1,8 +1,8 @@
 #include "OVNApiResponse.h"
 
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNApiResponse, (isSuccessful, setIsSuccessful), (response, setResponse), (error, setError))
@@ -42,8 +42,7 @@ std::shared_ptr<OVNApiResponse> OVNApiResponse::initWithJSONDictionary(const OVN
   }
   auto response = std::dynamic_pointer_cast<OVNApiResponse>(responseClass.createInstance());
   if (!response) {
-    OVNException::raise("NSInvalidArgumentException",
-                        OVNFormat("%@ cannot be instantiated", responseClass.name()));
+    OVNException::raise("NSInvalidArgumentException", OVNFormat("%@ cannot be instantiated", responseClass.name()));
   }
   if (dictionary) response->readJSONDictionary(*dictionary);
   return response;

@@ -1,8 +1,8 @@
 #include "OVNPropertyMappingOperation.h"
 
 #include "OVNApiResponse.h"
-#include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/System/OVNConsoleLog.h"
 
 OVN_PROPERTIES(OVNPropertyMappingOperation)
 
@@ -60,7 +60,8 @@ OVNArrayRef OVNPropertyMappingOperation::mapPayload(bool& cancelled) {
   }
   if (!errors.empty()) {
     std::vector<OVNValue> listed(errors.begin(), errors.end());
-    OVNConsoleLog::writeFormat("OVNPropertyMappingOperation: **ERROR** %@", OVNValue(OVNArray::make(std::move(listed), false)));
+    OVNConsoleLog::writeFormat("OVNPropertyMappingOperation: **ERROR** %@",
+                               OVNValue(OVNArray::make(std::move(listed), false)));
   }
   return results;
 }

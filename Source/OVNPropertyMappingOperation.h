@@ -14,8 +14,8 @@
 #include <memory>
 #include <mutex>
 
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Dispatch/OVNOperation.h"
+#include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/OVNPropertyMapper.h"
 
 class OVNApiResponse;

@@ -4,8 +4,8 @@
 #include <simdjson.h>
 
 #include "ObservationPayload.h"
-#include "Platform/Values/OVNData.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNData.h"
 
 namespace {
 

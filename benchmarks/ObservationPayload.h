@@ -23,14 +23,15 @@ inline std::string makeObservationEnvelope(std::size_t count) {
         "\"weatherCoded\":\"::SC\",\"icon\":\"pcloudy.png\",\"isDay\":%@,\"visibilityKM\":16.09,"
         "\"sky\":%lu,\"precipMM\":null},"
         "\"periods\":[{\"timestamp\":%lu,\"tempC\":%0.1f},{\"timestamp\":%lu,\"tempC\":%0.1f}]}",
-        static_cast<unsigned long>(i), lat, lon, static_cast<unsigned long>(i), static_cast<unsigned long>(100 + i % 300),
-        (i % 3 == 0) ? "true" : "false", static_cast<unsigned long>(1795000000 + i * 60),
-        static_cast<unsigned long>(i % 60), 10.0 + static_cast<double>(i % 200) * 0.1,
-        50.0 + static_cast<double>(i % 360) * 0.1, -2.0 + static_cast<double>(i % 90) * 0.1,
-        static_cast<unsigned long>(20 + i % 80), static_cast<unsigned long>(990 + i % 40),
-        static_cast<unsigned long>(i % 50), (i % 2 == 0) ? "true" : "false", static_cast<unsigned long>(i % 100),
-        static_cast<unsigned long>(1795000000 + i * 60 + 3600), 11.0 + static_cast<double>(i % 100) * 0.1,
-        static_cast<unsigned long>(1795000000 + i * 60 + 7200), 12.0 + static_cast<double>(i % 100) * 0.1);
+        static_cast<unsigned long>(i), lat, lon, static_cast<unsigned long>(i),
+        static_cast<unsigned long>(100 + i % 300), (i % 3 == 0) ? "true" : "false",
+        static_cast<unsigned long>(1795000000 + i * 60), static_cast<unsigned long>(i % 60),
+        10.0 + static_cast<double>(i % 200) * 0.1, 50.0 + static_cast<double>(i % 360) * 0.1,
+        -2.0 + static_cast<double>(i % 90) * 0.1, static_cast<unsigned long>(20 + i % 80),
+        static_cast<unsigned long>(990 + i % 40), static_cast<unsigned long>(i % 50), (i % 2 == 0) ? "true" : "false",
+        static_cast<unsigned long>(i % 100), static_cast<unsigned long>(1795000000 + i * 60 + 3600),
+        11.0 + static_cast<double>(i % 100) * 0.1, static_cast<unsigned long>(1795000000 + i * 60 + 7200),
+        12.0 + static_cast<double>(i % 100) * 0.1);
   }
   json += "]}";
   return json;

@@ -7,14 +7,14 @@
 // member must be present with the right JSON type, else they throw; "precipMM" may be null.
 // Benchmark code only; the library uses neither.
 
+#include <simdjson.h>
+
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <nlohmann/json.hpp>
-#include <simdjson.h>
 
 struct PlainPlace {
   std::string name, state, country;
@@ -22,7 +22,7 @@ struct PlainPlace {
 };
 
 struct PlainProfile {
-  std::string timezone;  // "tz"
+  std::string timezone;         // "tz"
   std::int64_t elevationM = 0;  // "elevM"
   bool hasPrecip = false;
   bool operator==(const PlainProfile&) const = default;
@@ -123,7 +123,7 @@ inline void observation(object o, PlainObservation& out) {
 //! The observations of a reply, read with a caller-kept parser from bytes padded once.
 //! Throws simdjson::simdjson_error on malformed JSON or a member of the wrong shape.
 inline std::vector<PlainObservation> decodeWithSimdjsonOnDemand(simdjson::ondemand::parser& parser,
-                                                                 const simdjson::padded_string& json) {
+                                                                const simdjson::padded_string& json) {
   simdjson::ondemand::document doc = parser.iterate(json);
   std::vector<PlainObservation> observations;
   simdjson::ondemand::array response = doc["response"].get_array();
@@ -160,8 +160,10 @@ inline void from_json(const nlohmann::json& j, PlainMeasurements& m) {
   j.at("visibilityKM").get_to(m.visibilityKM);
   j.at("sky").get_to(m.sky);
   const nlohmann::json& precip = j.at("precipMM");
-  if (precip.is_null()) m.precipMM.reset();
-  else m.precipMM = precip.get<double>();
+  if (precip.is_null())
+    m.precipMM.reset();
+  else
+    m.precipMM = precip.get<double>();
 }
 
 inline void from_json(const nlohmann::json& j, PlainPeriod& p) {

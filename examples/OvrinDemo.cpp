@@ -9,16 +9,16 @@
 #include "Categories/NSObject+OvrinCore.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
-#include "Observation.h"
 #include "OVNApiResponse.h"
 #include "OVNPropertyMappingOperation.h"
+#include "Observation.h"
 #include "OvrinCoreVersion.h"
-#include "Platform/Objects/OVNClass.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/System/OVNFileManager.h"
-#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Dispatch/OVNOperationQueue.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/System/OVNFileManager.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 #include "WeatherMappings.h"
 
@@ -56,7 +56,8 @@ void describe(const OVNArrayRef& observations) {
     std::printf("  %s\n", ovn_autoDescription(*observation).c_str());
     if (observation->place) std::printf("    place: %s\n", ovn_autoDescription(*observation->place).c_str());
     std::printf("    ob: %s\n", ovn_autoDescription(*observation->measurements).c_str());
-    for (const auto& period : observation->periods) std::printf("    period: %s\n", ovn_autoDescription(*period).c_str());
+    for (const auto& period : observation->periods)
+      std::printf("    period: %s\n", ovn_autoDescription(*period).c_str());
   }
 }
 
@@ -94,7 +95,8 @@ int main() {
 
   std::printf("\n3. Back to JSON (missing values as null)\n");
   auto serialized = mapper->serializeObject(first, OVNPropertyMapper::SerializeMissingAsNull);
-  auto text = OVNJSONSerialization::dataWithJSONObject(serialized, OVNJSONWritingPrettyPrinted | OVNJSONWritingSortedKeys);
+  auto text =
+      OVNJSONSerialization::dataWithJSONObject(serialized, OVNJSONWritingPrettyPrinted | OVNJSONWritingSortedKeys);
   std::printf("%s\n", text ? std::string(text->bytes().begin(), text->bytes().end()).c_str() : "(not serializable)");
 
   std::printf("\n4. Archived to a file and read back\n");
@@ -108,7 +110,8 @@ int main() {
   auto screen = OVNMake<OVNObject>();  // stands for the view that shows the observation
   auto kvo = OVNKVOController::controllerWithObserver(*screen);
   int updates = 0;
-  kvo->observe(first->measurements, std::vector<std::string>{"tempC"}, OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld,
+  kvo->observe(first->measurements, std::vector<std::string>{"tempC"},
+               OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld,
                [&updates](const OVNObjectRef&, const OVNObjectRef&, const OVNDictionaryRef& change) {
                  ++updates;
                  std::printf("  tempC changed from %s to %s\n", change->objectForKey("old").description().c_str(),

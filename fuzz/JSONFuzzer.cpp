@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "Platform/Values/OVNData.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNData.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (!error) std::abort();  // a failure must explain itself
     return 0;
   }
-  for (unsigned writing : {unsigned(OVNJSONWritingFragmentsAllowed), OVNJSONWritingFragmentsAllowed | OVNJSONWritingPrettyPrinted}) {
+  for (unsigned writing :
+       {unsigned(OVNJSONWritingFragmentsAllowed), OVNJSONWritingFragmentsAllowed | OVNJSONWritingPrettyPrinted}) {
     OVNDataRef written = OVNJSONSerialization::dataWithJSONObject(value, writing, &error);
     if (!written) std::abort();
     const OVNValue again = OVNJSONSerialization::JSONObjectWithData(*written, OVNJSONReadingFragmentsAllowed);

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Serialization/OVNCoder.h"
-#include "Platform/Values/OVNData.h"
 #include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNCoder.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
+#include "Platform/Values/OVNData.h"
 
 // A coding model like the library's: scalars, a string, a nested model, an untyped value.
 class FuzzPlace : public OVNObject {

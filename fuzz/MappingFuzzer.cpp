@@ -16,8 +16,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (payload.isMissing()) return 0;
 
   std::vector<OVNValue> sources;
-  if (auto array = payload.array()) sources.assign(array->begin(), array->end());
-  else sources.push_back(payload);
+  if (auto array = payload.array())
+    sources.assign(array->begin(), array->end());
+  else
+    sources.push_back(payload);
   for (const OVNValue& source : sources) {
     OVNPropertyMapper::Errors errors;
     auto observation = mapper->createObjectWithClass<Observation>(source, &errors);

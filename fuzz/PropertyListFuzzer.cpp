@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "Platform/Values/OVNData.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/Values/OVNData.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const OVNData bytes(std::vector<std::uint8_t>(data, data + size));

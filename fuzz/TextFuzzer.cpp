@@ -42,8 +42,8 @@ void percent(std::string_view text) {
 // backtracking explode, which is ICU's business, not this library's.
 void expressions(std::uint8_t selector, std::string_view text) {
   static const char* const patterns[] = {"(\\w+)|(\\d)", "x*", "\\b(N|NE|E)\\b", "(a)(b)?(c)*", "$|^", ".(?=.)"};
-  const auto expression = OVNRegularExpression::regularExpressionWithPattern(
-      patterns[selector % std::size(patterns)], selector >> 3, nullptr);
+  const auto expression = OVNRegularExpression::regularExpressionWithPattern(patterns[selector % std::size(patterns)],
+                                                                             selector >> 3, nullptr);
   check(expression != nullptr);
   const std::size_t length = OVNString::length(text);
   for (const auto& result : expression->matchesInString(text)) {

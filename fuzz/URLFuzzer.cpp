@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Objects/OVNException.h"
-#include "Platform/Text/OVNString.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/OVNURLComponents.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNString.h"
 
 namespace {
 

@@ -13,7 +13,8 @@ bool ovn_isEmpty(const OVNArrayRef& array) { return !array || array->empty(); }
 
 OVNArrayRef ovn_reversedArray(const OVNArrayRef& receiver) {
   if (!receiver) return OVNArray::make({}, false);
-  return std::make_shared<OVNArray>(std::vector<OVNValue>(receiver->members().rbegin(), receiver->members().rend()), false);
+  return std::make_shared<OVNArray>(std::vector<OVNValue>(receiver->members().rbegin(), receiver->members().rend()),
+                                    false);
 }
 
 OVNArrayRef ovn_arrayByAddingObject(const OVNArrayRef& receiver, OVNValue object) {

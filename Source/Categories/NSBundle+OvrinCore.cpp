@@ -1,5 +1,4 @@
 #include "Categories/NSBundle+OvrinCore.h"
-
 #include "Platform/Text/OVNLocale.h"
 
 namespace {

@@ -1,9 +1,8 @@
 #include "Categories/NSDictionary+OvrinCore.h"
-
 #include "Categories/NSString+OvrinCore.h"
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Text/OVNCharacterSet.h"
 #include "Platform/Text/OVNString.h"
+#include "Platform/Values/OVNArray.h"
 
 namespace {
 
@@ -40,7 +39,8 @@ OVNDictionaryRef ovn_dictionaryWithQueryString(std::string_view query) {
   return std::make_shared<OVNDictionary>(std::move(entries), false);
 }
 
-OVNDictionaryRef ovn_dictionaryByAddingEntriesFromDictionary(const OVNDictionary& receiver, const OVNDictionary& other) {
+OVNDictionaryRef ovn_dictionaryByAddingEntriesFromDictionary(const OVNDictionary& receiver,
+                                                             const OVNDictionary& other) {
   OVNDictionaryRef merged = receiver.mutableCopy();
   merged->addEntries(other);
   return merged->copy();

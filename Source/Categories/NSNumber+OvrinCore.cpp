@@ -1,6 +1,6 @@
-#include "Categories/NSNumber+OvrinCore.h"
-
 #include <cmath>
+
+#include "Categories/NSNumber+OvrinCore.h"
 
 OVNNumber ovn_roundToNearestInterval(const OVNNumber& receiver, double interval) {
   const auto value = static_cast<float>(receiver.doubleValue());

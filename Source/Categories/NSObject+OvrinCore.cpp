@@ -1,12 +1,11 @@
-#include "Categories/NSObject+OvrinCore.h"
-
 #include <array>
 #include <atomic>
 #include <memory>
 #include <string_view>
 
-#include "Platform/Objects/OVNClass.h"
+#include "Categories/NSObject+OvrinCore.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Values/OVNFormat.h"
 

@@ -1,13 +1,13 @@
 #include <memory>
 
 #include "Categories/NSString+OvrinCore.h"
+#include "Platform/Serialization/OVNDigest.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Serialization/OVNDigest.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
-#include "Platform/Text/OVNString.h"
 
 namespace {
 
@@ -47,22 +47,14 @@ const OVNRegularExpression& markupTagExpression() {
 bool ovn_isEmpty(const OVNValue& string) {
   switch (string.kind()) {
     case OVNValueKind::Missing:
-    case OVNValueKind::Null:
-      return true;
-    case OVNValueKind::String:
-      return string.string()->empty() || *string.string() == "<null>";
-    case OVNValueKind::Data:
-      return string.data()->length() == 0;
-    case OVNValueKind::Array:
-      return string.array()->count() == 0;
-    case OVNValueKind::Dictionary:
-      return string.dictionary()->count() == 0;
-    case OVNValueKind::Set:
-      return string.set()->count() == 0;
-    case OVNValueKind::OrderedSet:
-      return string.orderedSet()->count() == 0;
-    default:
-      return string.description() == "<null>";
+    case OVNValueKind::Null: return true;
+    case OVNValueKind::String: return string.string()->empty() || *string.string() == "<null>";
+    case OVNValueKind::Data: return string.data()->length() == 0;
+    case OVNValueKind::Array: return string.array()->count() == 0;
+    case OVNValueKind::Dictionary: return string.dictionary()->count() == 0;
+    case OVNValueKind::Set: return string.set()->count() == 0;
+    case OVNValueKind::OrderedSet: return string.orderedSet()->count() == 0;
+    default: return string.description() == "<null>";
   }
 }
 

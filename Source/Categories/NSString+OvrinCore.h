@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "Platform/Text/OVNCharacterSet.h"
-#include "Platform/Values/OVNRange.h"
 #include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNRange.h"
 #include "Platform/Values/OVNValue.h"
 
 //! True for a missing value, the null marker, "" and the text "<null>"; for a container

@@ -47,8 +47,8 @@ void OVNKVOController::observe(const OVNObjectRef& object, std::string_view keyP
                                OVNKVOAction action) {
   if (!object || keyPath.empty() || !action) return;
   auto self = std::static_pointer_cast<OVNKVOController>(this->self());
-  observe(object,
-          std::make_shared<OVNKVOInfo>(self, std::string(keyPath), options, OVNKVONotificationBlock{}, std::move(action)));
+  observe(object, std::make_shared<OVNKVOInfo>(self, std::string(keyPath), options, OVNKVONotificationBlock{},
+                                               std::move(action)));
 }
 
 void OVNKVOController::observe(const OVNObjectRef& object, std::string_view keyPath, std::uint64_t options,
@@ -150,8 +150,7 @@ void OVNKVOController::unobserveAll() {
   for (auto& [address, entry] : map) {
     OVNObjectRef object = entry.strong ? entry.strong : entry.weak.lock();
     if (!object) continue;  // gone: its registrations went with it
-    OVNKVOSharedController::sharedController().unobserve(object,
-                                                         std::vector<std::shared_ptr<OVNKVOInfo>>(entry.infos.begin(),
-                                                                                                  entry.infos.end()));
+    OVNKVOSharedController::sharedController().unobserve(
+        object, std::vector<std::shared_ptr<OVNKVOInfo>>(entry.infos.begin(), entry.infos.end()));
   }
 }

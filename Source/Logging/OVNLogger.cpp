@@ -10,16 +10,16 @@
 #include <system_error>
 #include <vector>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/System/OVNCallStack.h"
-#include "Platform/System/OVNBundle.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNClock.h"
-#include "Platform/System/OVNConsoleLog.h"
-#include "Platform/Values/OVNDate.h"
-#include "Platform/System/OVNDevice.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/System/OVNCallStack.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/System/OVNDevice.h"
 #include "Platform/System/OVNFileManager.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNClock.h"
+#include "Platform/Values/OVNDate.h"
 
 OVN_PROPERTIES(OVNLogger, (logLevel, setLogLevel))
 
@@ -154,7 +154,6 @@ void OVNLogger::synchronizeLogFile() {
   if (state.fd >= 0) ::fsync(state.fd);
 }
 
-
 void OVNLogger::traceStack() {
   // Frame 0 is this function, 1 its caller, 2 the caller's caller.
   const std::vector<std::string> lines = OVNCallStack::callStackSymbols();
@@ -186,16 +185,11 @@ void OVNLogger::logExecutionTimeOfBlock(const std::function<void()>& block, std:
 
 std::string_view OVNLogger::labelForLevel(std::uint64_t level) {
   switch (level) {
-    case OVNLogLevelDebug:
-      return "DEBUG";
-    case OVNLogLevelInfo:
-      return "INFO";
-    case OVNLogLevelWarn:
-      return "WARN";
-    case OVNLogLevelError:
-      return "ERROR";
-    default:
-      return "";
+    case OVNLogLevelDebug: return "DEBUG";
+    case OVNLogLevelInfo: return "INFO";
+    case OVNLogLevelWarn: return "WARN";
+    case OVNLogLevelError: return "ERROR";
+    default: return "";
   }
 }
 

@@ -28,8 +28,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Values/OVNFormat.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNFormat.h"
 
 //! Levels, least severe first. As the logger's level, Off silences it; a message of level
 //! Off is never written.

@@ -1,5 +1,4 @@
 #include "PropertyMapper/NSArray+OVNDeepCopy.h"
-
 #include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
 
 OVNValue ovn_mutableDeepCopyOfMember(const OVNValue& member) {

@@ -1,6 +1,5 @@
-#include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
-
 #include "PropertyMapper/NSArray+OVNDeepCopy.h"
+#include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
 
 OVNDictionaryRef ovn_deepCopy(const OVNDictionaryRef& dictionary) {
   if (!dictionary) return nullptr;

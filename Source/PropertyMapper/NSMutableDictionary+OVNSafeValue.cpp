@@ -1,6 +1,5 @@
-#include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"
-
 #include "Platform/System/OVNConsoleLog.h"
+#include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"
 
 void ovn_setSafeValue(OVNDictionary& dictionary, const OVNValue& value, std::string_view keyPath) {
   if (value.isMissing()) return;

@@ -1,5 +1,3 @@
-#include "PropertyMapper/NSObject+OVNAutoCoding.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -13,16 +11,17 @@
 #include <unordered_map>
 
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Serialization/OVNCoder.h"
-#include "Platform/System/OVNConsoleLog.h"
-#include "Platform/Values/OVNData.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/System/OVNFileManager.h"
-#include "Platform/Values/OVNFormat.h"
+#include "Platform/Serialization/OVNCoder.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/System/OVNFileManager.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNFormat.h"
+#include "PropertyMapper/NSObject+OVNAutoCoding.h"
 
 namespace {
 

@@ -26,8 +26,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 
 class OVNCoder;
 

@@ -1,6 +1,5 @@
-#include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
-
 #include "Platform/Objects/OVNClass.h"
+#include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
 
 std::string getPropertyType(std::string_view attributes) {
   std::size_t start = 0;

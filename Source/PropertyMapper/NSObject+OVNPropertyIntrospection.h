@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 
 //! The type string of a property from its attribute text: the class name of T@"Name" (with
 //! any protocol qualifiers, as in NSArray<Foo>), "id" for T@, "block" for T@?, the encoding

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <optional>
 
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Values/OVNFormat.h"
 #include "Platform/Values/OVNOrderedSet.h"
-#include "Platform/Text/OVNRegularExpression.h"
 #include "Platform/Values/OVNSet.h"
-#include "Platform/Text/OVNString.h"
 
 const char* const OVNPropertyMapperErrorDescription = nullptr;
 
@@ -65,13 +65,13 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::stri
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::string propertyName,
-                                                                      const OVNClass& propertyClass) {
+                                                                       const OVNClass& propertyClass) {
   return initWithPropertyName(std::move(propertyName), propertyClass, EncodeDecode);
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::string propertyName,
-                                                                      const OVNClass& propertyClass,
-                                                                      std::uint64_t mode) {
+                                                                       const OVNClass& propertyClass,
+                                                                       std::uint64_t mode) {
   auto descriptor = OVNMake<OVNPropertyDescriptor>(Passkey{});
   descriptor->propertyName_ = std::move(propertyName);
   descriptor->propertyClass_ = &propertyClass;
@@ -81,8 +81,8 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::stri
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::string propertyName,
-                                                                      std::string classPropertyName,
-                                                                      const OVNClass& propertyClass) {
+                                                                       std::string classPropertyName,
+                                                                       const OVNClass& propertyClass) {
   auto descriptor = OVNMake<OVNPropertyDescriptor>(Passkey{});
   descriptor->propertyName_ = std::move(propertyName);
   descriptor->classPropertyName_ = std::move(classPropertyName);
@@ -93,8 +93,8 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::stri
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::string propertyName,
-                                                                      OVNPropertyEncodingBlock encodingBlock,
-                                                                      OVNPropertyDecodingBlock decodingBlock) {
+                                                                       OVNPropertyEncodingBlock encodingBlock,
+                                                                       OVNPropertyDecodingBlock decodingBlock) {
   auto descriptor = OVNMake<OVNPropertyDescriptor>(Passkey{});
   descriptor->propertyName_ = std::move(propertyName);
   descriptor->mode_ = (encodingBlock ? Encode : 0) | (decodingBlock ? Decode : 0);
@@ -105,7 +105,8 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithPropertyName(std::stri
 }
 
 OVNPropertyDescriptor::Ref OVNPropertyDescriptor::initWithEncodingGenerationBlock(
-    OVNPropertyEncodingGenerationBlock encodingGenerationBlock, OVNPropertyDecodingConsumerBlock decodingConsumerBlock) {
+    OVNPropertyEncodingGenerationBlock encodingGenerationBlock,
+    OVNPropertyDecodingConsumerBlock decodingConsumerBlock) {
   auto descriptor = OVNMake<OVNPropertyDescriptor>(Passkey{});
   descriptor->mode_ = (encodingGenerationBlock ? Encode : 0) | (decodingConsumerBlock ? Decode : 0);
   descriptor->encodingGenerationBlock_ = std::move(encodingGenerationBlock);
@@ -225,9 +226,10 @@ OVNPropertyDescriptor::Ref OVNPropertyDescriptor::range(std::int64_t a, std::int
 }
 
 std::string OVNPropertyDescriptor::description() const {
-  return OVNFormat("<OVNPropertyDescriptor: type=%llu, mode=%llu, propertyName=%@, classPropertyName=%@, "
-                   "propertyClass=%@, validators=%lu>",
-                   static_cast<unsigned long long>(type_), static_cast<unsigned long long>(mode_), propertyName_,
-                   classPropertyName_, propertyClass_ ? propertyClass_->name() : std::string("(null)"),
-                   static_cast<unsigned long>(validationBlocks_.size()));
+  return OVNFormat(
+      "<OVNPropertyDescriptor: type=%llu, mode=%llu, propertyName=%@, classPropertyName=%@, "
+      "propertyClass=%@, validators=%lu>",
+      static_cast<unsigned long long>(type_), static_cast<unsigned long long>(mode_), propertyName_, classPropertyName_,
+      propertyClass_ ? propertyClass_->name() : std::string("(null)"),
+      static_cast<unsigned long>(validationBlocks_.size()));
 }

@@ -7,10 +7,10 @@
 #include <unordered_map>
 
 #include "Logging/OVNLogger.h"
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNFormat.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
@@ -144,9 +144,7 @@ const OVNValue* valueAtPath(const OVNDictionary& source, const MappingEntry& ent
 const OVNValue kMissing;
 
 // Missing and the null marker read the same to rules.
-const OVNValue& presentOrMissing(const OVNValue* value) {
-  return value && !value->isNull() ? *value : kMissing;
-}
+const OVNValue& presentOrMissing(const OVNValue* value) { return value && !value->isNull() ? *value : kMissing; }
 
 std::shared_ptr<OVNError> mapperError(std::int64_t code, std::string message) {
   return OVNError::errorWithDomain(kOVNPropertyMapperErrorDomain, code, message);
@@ -158,7 +156,8 @@ std::string nameOf(const OVNClass* cls) { return cls ? cls->name() : std::string
 
 class OVNPropertyMapper::Impl {
  public:
-  std::shared_ptr<OVNPropertyMapperModelFactoryProtocol> factory = std::make_shared<OVNPropertyMapperSimpleModelFactory>();
+  std::shared_ptr<OVNPropertyMapperModelFactoryProtocol> factory =
+      std::make_shared<OVNPropertyMapperSimpleModelFactory>();
   // Unlocked by design: filled before concurrent use.
   NameMap<ClassMapping> mappings;
   NameMap<FinalEncoderBlock> encoders;
@@ -213,9 +212,12 @@ class OVNPropertyMapper::Impl {
       slot.typeString = *type.string();
       slot.property = cls.property(name);
       const std::string& t = slot.typeString;
-      if (t == "NSArray" || t == "NSMutableArray") slot.arrayStorage = ArrayStorage::AsIs;
-      else if (t == "NSSet" || t == "NSMutableSet") slot.arrayStorage = ArrayStorage::Set;
-      else if (t == "NSOrderedSet" || t == "NSMutableOrderedSet") slot.arrayStorage = ArrayStorage::OrderedSet;
+      if (t == "NSArray" || t == "NSMutableArray")
+        slot.arrayStorage = ArrayStorage::AsIs;
+      else if (t == "NSSet" || t == "NSMutableSet")
+        slot.arrayStorage = ArrayStorage::Set;
+      else if (t == "NSOrderedSet" || t == "NSMutableOrderedSet")
+        slot.arrayStorage = ArrayStorage::OrderedSet;
       slot.clearedByNil = OVNClass::named(t) != nullptr;
       info->slots.emplace(name, std::move(slot));
     }
@@ -305,7 +307,8 @@ void OVNPropertyMapper::setFinalMappingDecoder(FinalDecoderBlock decoder, const 
 
 OVNDictionaryRef OVNPropertyMapper::mappingsByClass() const {
   auto snapshot = std::make_shared<OVNDictionary>();
-  for (const auto& [name, mapping] : impl_->mappings) snapshot->set(name, mapping.table ? mapping.table->copy() : nullptr);
+  for (const auto& [name, mapping] : impl_->mappings)
+    snapshot->set(name, mapping.table ? mapping.table->copy() : nullptr);
   return snapshot;
 }
 
@@ -338,8 +341,8 @@ OVNDictionaryRef OVNPropertyMapper::cachedPropertiesByClass() const {
 }
 
 OVNDictionaryRef OVNPropertyMapper::generateMappingsFromClass(const OVNClass& cls) {
-  static const std::vector<std::string_view> mappedTypes = {"NSNumber", "NSString", "NSDate", "NSTimeZone",
-                                                            "c", "d", "i", "f", "l", "s", "I"};
+  static const std::vector<std::string_view> mappedTypes = {"NSNumber", "NSString", "NSDate", "NSTimeZone", "c", "d",
+                                                            "i",        "f",        "l",      "s",          "I"};
   auto table = std::make_shared<OVNDictionary>();
   for (const OVNProperty& property : cls.properties()) {
     const std::string type = getPropertyType(property);
@@ -377,9 +380,9 @@ std::shared_ptr<OVNError> OVNPropertyMapper::validateMappings(const OVNDictionar
                                       ? descriptor->classPropertyName()
                                       : descriptor->propertyName();
     if (!properties->contains(required)) {
-      return mapperError(OVNPropertyMapperErrorPropertyNotFound,
-                         OVNFormat("Mapper contains a property [%@] not found on class [%@]",
-                                   descriptor->propertyName(), cls.name()));
+      return mapperError(
+          OVNPropertyMapperErrorPropertyNotFound,
+          OVNFormat("Mapper contains a property [%@] not found on class [%@]", descriptor->propertyName(), cls.name()));
     }
   }
   return nullptr;
@@ -393,11 +396,14 @@ class Validator {
   explicit Validator(const OVNPropertyMapper::Impl& impl) : impl_(impl) {}
 
   void validate(const std::vector<MappingEntry>& entries, const OVNValue& values, OVNPropertyMapper::Errors& errors) {
-    if (auto dictionary = values.dictionary()) validateDictionary(entries, *dictionary, errors);
-    else if (auto array = values.array()) validateArray(entries, *array, errors);
+    if (auto dictionary = values.dictionary())
+      validateDictionary(entries, *dictionary, errors);
+    else if (auto array = values.array())
+      validateArray(entries, *array, errors);
   }
 
-  void validateArray(const std::vector<MappingEntry>& entries, const OVNArray& values, OVNPropertyMapper::Errors& errors) {
+  void validateArray(const std::vector<MappingEntry>& entries, const OVNArray& values,
+                     OVNPropertyMapper::Errors& errors) {
     for (const OVNValue& element : values) {
       if (element.isArray() || element.isDictionary()) validate(entries, element, errors);
     }
@@ -440,14 +446,14 @@ OVNPropertyMapper::Errors OVNPropertyMapper::validateMapping(const OVNDictionary
 }
 
 OVNPropertyMapper::Errors OVNPropertyMapper::validateMappingWithValuesArray(const OVNDictionaryRef& mapping,
-                                                                           const OVNArrayRef& values) const {
+                                                                            const OVNArrayRef& values) const {
   Errors errors;
   if (values) Validator(*impl_).validateArray(prepareEntries(mapping), *values, errors);
   return errors;
 }
 
 OVNPropertyMapper::Errors OVNPropertyMapper::validateMappingWithValuesDictionary(const OVNDictionaryRef& mapping,
-                                                                                const OVNDictionaryRef& values) const {
+                                                                                 const OVNDictionaryRef& values) const {
   Errors errors;
   if (values) Validator(*impl_).validateDictionary(prepareEntries(mapping), *values, errors);
   return errors;
@@ -459,8 +465,7 @@ void assignSafely(const PropertySlot* slot, std::string_view name, OVNObject& ob
 
 // ---- create and update -------------------------------------------------------------------
 
-OVNObjectRef OVNPropertyMapper::createObjectWithClass(const OVNClass& cls, const OVNValue& dictionary,
-                                                      Errors* errors) {
+OVNObjectRef OVNPropertyMapper::createObjectWithClass(const OVNClass& cls, const OVNValue& dictionary, Errors* errors) {
   Errors problems;
   if (const ClassMapping* mapping = impl_->mappingNamed(cls.name())) {
     Validator(*impl_).validate(mapping->entries, dictionary, problems);
@@ -488,7 +493,8 @@ namespace {
 OVNDictionaryRef sourceDictionary(const OVNValue& source) {
   if (auto dictionary = source.dictionary()) return dictionary;
   if (auto object = source.object()) {
-    if (auto convertible = dynamic_cast<const OVNDictionaryConvertible*>(object.get())) return convertible->toDictionary();
+    if (auto convertible = dynamic_cast<const OVNDictionaryConvertible*>(object.get()))
+      return convertible->toDictionary();
   }
   return nullptr;
 }
@@ -535,8 +541,8 @@ void applyFinalDecoder(const OVNPropertyMapper::Impl& impl, const OVNObjectRef& 
 
 // classPropertyForInstance through a resolved slot: the nested object held in the
 // property, or a new one made and stored there.
-OVNObjectRef nestedObject(OVNPropertyMapper& mapper, OVNObject& object, const PropertySlot* slot,
-                          std::string_view name, const OVNClass* cls) {
+OVNObjectRef nestedObject(OVNPropertyMapper& mapper, OVNObject& object, const PropertySlot* slot, std::string_view name,
+                          const OVNClass* cls) {
   if (!slot || !slot->property) return nullptr;
   const OVNValue current = slot->property->get(object);
   if (current.isPresent() && !current.isNull()) return current.object();
@@ -563,9 +569,7 @@ void OVNPropertyMapper::Impl::applyMapping(OVNPropertyMapper& mapper, const Clas
     const std::string& name = descriptor.propertyName();
     const PropertySlot* slot = info ? info->slot(name) : entry.slot;
     switch (descriptor.type()) {
-      case OVNPropertyDescriptor::Plain:
-        assignSafely(slot, name, *object, value);
-        break;
+      case OVNPropertyDescriptor::Plain: assignSafely(slot, name, *object, value); break;
       case OVNPropertyDescriptor::NestedObject:
         if (value.isDictionary()) {
           if (auto nested = nestedObject(mapper, *object, slot, name, descriptor.propertyClass()))
@@ -590,7 +594,8 @@ void OVNPropertyMapper::Impl::applyMapping(OVNPropertyMapper& mapper, const Clas
         }
         break;
       case OVNPropertyDescriptor::NestedProperty:
-        if (auto holder = mapper.classPropertyForInstance(object, descriptor.classPropertyName(), descriptor.propertyClass()))
+        if (auto holder =
+                mapper.classPropertyForInstance(object, descriptor.classPropertyName(), descriptor.propertyClass()))
           mapper.setSafeValue(value, name, *holder);
         break;
       case OVNPropertyDescriptor::Converted:
@@ -708,7 +713,6 @@ void OVNPropertyMapper::setSafeValue(const OVNValue& value, std::string_view pro
 
 namespace {
 
-
 // The write target of a key: the literal walk over its leading components (a missing
 // component is created as an empty dictionary in the current target, which becomes the
 // target; a present one leaves the target where it is).
@@ -752,9 +756,7 @@ OVNValue OVNPropertyMapper::serializeObject(const OVNValue& value, std::uint64_t
       if (property.isMissing() && options == SerializeMissingAsNull) property = OVNValue::null();
 
       switch (descriptor.type()) {
-        case OVNPropertyDescriptor::Plain:
-          ovn_setSafeValue(*target, property, entry.key);
-          break;
+        case OVNPropertyDescriptor::Plain: ovn_setSafeValue(*target, property, entry.key); break;
         case OVNPropertyDescriptor::NestedObject:
           ovn_setSafeValue(*target, serializeNested(property, options), entry.key);
           break;
@@ -769,14 +771,14 @@ OVNValue OVNPropertyMapper::serializeObject(const OVNValue& value, std::uint64_t
           break;
         }
         case OVNPropertyDescriptor::Converted:
-          if (descriptor.encodingBlock()) ovn_setSafeValue(*target, descriptor.encodingBlock()(property, entry.key), entry.key);
+          if (descriptor.encodingBlock())
+            ovn_setSafeValue(*target, descriptor.encodingBlock()(property, entry.key), entry.key);
           break;
         case OVNPropertyDescriptor::WholeObject:
           if (descriptor.encodingGenerationBlock())
             ovn_setSafeValue(*target, descriptor.encodingGenerationBlock()(object), entry.key);
           break;
-        default:
-          break;
+        default: break;
       }
     }
   }

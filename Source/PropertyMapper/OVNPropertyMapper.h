@@ -24,9 +24,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "PropertyMapper/OVNPropertyDescriptor.h"
 #include "PropertyMapper/OVNPropertyMapperModelFactoryProtocol.h"
 

@@ -26,9 +26,9 @@ OVNDictionaryRef profileTable() {
 
 OVNDictionaryRef measurementsTable() {
   // The simple fields map one to one; humidity is checked on the way in.
-  auto table = OVNPropertyMapper::generateMappingsWithKeys(
-      {"tempC", "tempF", "dewpointC", "pressureMB", "windKPH", "windDir", "weather", "weatherCoded", "icon", "isDay",
-       "visibilityKM", "sky", "precipMM"});
+  auto table = OVNPropertyMapper::generateMappingsWithKeys({"tempC", "tempF", "dewpointC", "pressureMB", "windKPH",
+                                                            "windDir", "weather", "weatherCoded", "icon", "isDay",
+                                                            "visibilityKM", "sky", "precipMM"});
   table->set("humidity", Descriptor::initWithPropertyName("humidity")->range(0, 100));
   return table;
 }
@@ -84,7 +84,8 @@ bool registerWeatherMappings(OVNPropertyMapper& mapper) {
   mapper.setFinalMappingEncoder(
       [](const OVNDictionaryRef& serialized, const OVNObjectRef& object) {
         auto observation = std::static_pointer_cast<Observation>(object);
-        serialized->set("loc", OVNValue::dictionary({{"lat", observation->latitude}, {"long", observation->longitude}}));
+        serialized->set("loc",
+                        OVNValue::dictionary({{"lat", observation->latitude}, {"long", observation->longitude}}));
         if (observation->extras) {
           for (const auto& [key, value] : *observation->extras) {
             if (!serialized->contains(key)) serialized->set(key, value);

@@ -2,10 +2,10 @@
 
 #include "NSArray+OVNApiObject.h"
 #include "NSObject+OVNApiObject.h"
-#include "Observation.h"
 #include "OVNApiObject.h"
-#include "Platform/Values/OVNArray.h"
+#include "Observation.h"
 #include "Platform/Objects/OVNClass.h"
+#include "Platform/Values/OVNArray.h"
 
 namespace apiobjecttest {
 

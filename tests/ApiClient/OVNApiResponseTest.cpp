@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "OVNApiResponse.h"
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNDictionary.h"
 
 namespace {
 
@@ -28,7 +28,8 @@ TEST(OVNApiResponseTest, NullEnvelopeGivesDefaults) {
 
 TEST(OVNApiResponseTest, SuccessfulEnvelopeCarriesACopyOfThePayload) {
   OVNDictionaryRef envelope = OVNJSONSerialization::JSONObjectWithData(
-      R"({"success": true, "error": null, "response": [{"id": "a"}, {"id": "b"}]})", OVNJSONReadingMutableContainers)
+                                  R"({"success": true, "error": null, "response": [{"id": "a"}, {"id": "b"}]})",
+                                  OVNJSONReadingMutableContainers)
                                   .dictionary();
   auto response = OVNApiResponse::initWithJSONDictionary(envelope);
   EXPECT_TRUE(response->isSuccessful());
@@ -53,12 +54,13 @@ TEST(OVNApiResponseTest, ErrorEnvelopeDropsThePayloadAndMapsTheCode) {
 }
 
 TEST(OVNApiResponseTest, EveryKnownCodeStringAndTheUnclassifiedOnes) {
-  const std::pair<const char*, std::int64_t> codes[] = {{"object_not_exists", OVNApiErrorCodeObjectNotExists},
-                                                        {"insufficient_scope", OVNApiErrorCodeInsufficientScope},
-                                                        {"invalid_client", OVNApiErrorCodeInvalidClient},
-                                                        {"unauthorized_namespace", OVNApiErrorCodeUnauthorizedNamespace},
-                                                        {"invalid_location", 0},
-                                                        {"", 0}};
+  const std::pair<const char*, std::int64_t> codes[] = {
+      {"object_not_exists", OVNApiErrorCodeObjectNotExists},
+      {"insufficient_scope", OVNApiErrorCodeInsufficientScope},
+      {"invalid_client", OVNApiErrorCodeInvalidClient},
+      {"unauthorized_namespace", OVNApiErrorCodeUnauthorizedNamespace},
+      {"invalid_location", 0},
+      {"", 0}};
   for (const auto& [code, expected] : codes) {
     auto error = OVNApiResponse::errorForFailedResponseErrorDictionary(
         OVNValue::dictionary({{"code", OVNValue(code)}, {"description", OVNValue("d")}}));
@@ -95,11 +97,11 @@ TEST(OVNApiResponseTest, SuccessAndErrorAreIndependent) {
 }
 
 TEST(OVNApiResponseTest, SuccessIsReadAsTheEnvelopesBoolean) {
-  const std::pair<const char*, bool> cases[] = {
-      {R"({"success": "true"})", true}, {R"({"success": 1})", true},      {R"({"success": 0})", false},
-      {R"({"success": "false"})", false}, {R"({"success": "  Yes"})", true}, {R"({"success": "9"})", true},
-      {R"({"success": "0"})", false},   {R"({"success": 0.5})", true},    {R"({"success": null})", false},
-      {R"({})", false}};
+  const std::pair<const char*, bool> cases[] = {{R"({"success": "true"})", true},  {R"({"success": 1})", true},
+                                                {R"({"success": 0})", false},      {R"({"success": "false"})", false},
+                                                {R"({"success": "  Yes"})", true}, {R"({"success": "9"})", true},
+                                                {R"({"success": "0"})", false},    {R"({"success": 0.5})", true},
+                                                {R"({"success": null})", false},   {R"({})", false}};
   for (const auto& [json, expected] : cases) EXPECT_EQ(responseFor(json)->isSuccessful(), expected) << json;
 }
 

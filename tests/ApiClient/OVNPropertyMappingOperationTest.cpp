@@ -3,13 +3,13 @@
 #include <atomic>
 #include <thread>
 
-#include "Observation.h"
 #include "OVNApiResponse.h"
 #include "OVNPropertyMappingOperation.h"
+#include "Observation.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Dispatch/OVNOperationQueue.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "PropertyMapper/OVNPropertyMapperSimpleModelFactory.h"
 #include "Support/ConsoleCapture.h"
 #include "WeatherMappings.h"
@@ -161,7 +161,8 @@ TEST_F(OVNPropertyMappingOperationTest, DeliveryHonoursCancellationAndReadsTheCo
   auto replaced = operationFor(json(kThreeObservations));
   std::thread([&] { replaced->start(); }).join();
   bool replacementCalled = false;
-  replaced->setMappingCompletionBlock([&](const OVNArrayRef& objects) { replacementCalled = objects && objects->count() == 3; });
+  replaced->setMappingCompletionBlock(
+      [&](const OVNArrayRef& objects) { replacementCalled = objects && objects->count() == 3; });
   OVNRunLoop::main().drain();
   EXPECT_TRUE(replacementCalled);
   EXPECT_FALSE(delivery.called);

@@ -37,7 +37,8 @@ TEST_F(WeatherModelsArchiveTest, SecureArchiveRoundTripKeepsEveryValue) {
   std::shared_ptr<OVNError> error;
   auto data = OVNKeyedArchiver::archivedDataWithRootObject(original, true, &error);
   ASSERT_TRUE(data) << (error ? error->localizedDescription() : "");
-  auto restored = OVNKeyedUnarchiver::unarchivedObjectOfClass(Observation::classObject(), *data, &error).objectAs<Observation>();
+  auto restored =
+      OVNKeyedUnarchiver::unarchivedObjectOfClass(Observation::classObject(), *data, &error).objectAs<Observation>();
   expectSameContent(restored);
   EXPECT_NE(restored->measurements, original->measurements) << "nested objects are restored, not shared";
   EXPECT_EQ(restored->observedAt.timeIntervalSince1970(), 1795000000.0);

@@ -82,7 +82,8 @@ TEST(NSArrayOvrinCoreTest, ReverseSwapsInPlace) {
 
 TEST(NSArrayOvrinCoreTest, SetFilterKeepsMatchingMembers) {
   OVNSetRef set = OVNSet::make({OVNValue(1), OVNValue(2), OVNValue(3), OVNValue(4)});
-  OVNSetRef evens = ovn_filterObjectsUsingBlock(set, [](const OVNValue& n, bool*) { return *n.longLongValue() % 2 == 0; });
+  OVNSetRef evens =
+      ovn_filterObjectsUsingBlock(set, [](const OVNValue& n, bool*) { return *n.longLongValue() % 2 == 0; });
   EXPECT_EQ(evens->count(), 2u);
   EXPECT_TRUE(evens->contains(OVNValue(2)));
   EXPECT_TRUE(evens->contains(OVNValue(4)));

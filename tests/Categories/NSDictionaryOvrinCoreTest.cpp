@@ -27,8 +27,9 @@ TEST(NSDictionaryOvrinCoreTest, SerializedStringNestsOneLevelAndEscapesValuesOnl
       {{"q", OVNValue("a b")}, {"list", OVNValue::array({OVNValue(1), OVNValue(2)})}, {"n", OVNValue(2.5)}});
   EXPECT_EQ(ovn_serializedString(*parameters), "list[]=1&list[]=2&n=2.5&q=a%20b");
 
-  OVNDictionaryRef nested = OVNDictionary::make(
-      {{"p", OVNValue::dictionary({{"x", OVNValue("é")}, {"y", OVNValue("1&2=3+4")}})}, {"key with space", OVNValue("v")}});
+  OVNDictionaryRef nested =
+      OVNDictionary::make({{"p", OVNValue::dictionary({{"x", OVNValue("é")}, {"y", OVNValue("1&2=3+4")}})},
+                           {"key with space", OVNValue("v")}});
   EXPECT_EQ(ovn_serializedString(*nested), "key with space=v&p[x]=%C3%A9&p[y]=1&2=3+4")
       << "keys are not escaped and & = + stay in values";
   EXPECT_EQ(ovn_serializedString(*OVNDictionary::make()), "");
@@ -42,7 +43,8 @@ TEST(NSDictionaryOvrinCoreTest, EscapingKeepsTheQueryCharacters) {
 
 TEST(NSDictionaryOvrinCoreTest, MergingAndEmptiness) {
   OVNDictionaryRef base = OVNDictionary::make({{"a", OVNValue(1)}, {"b", OVNValue(2)}});
-  OVNDictionaryRef merged = ovn_dictionaryByAddingEntriesFromDictionary(*base, *OVNDictionary::make({{"b", OVNValue(3)}, {"c", OVNValue(4)}}));
+  OVNDictionaryRef merged = ovn_dictionaryByAddingEntriesFromDictionary(
+      *base, *OVNDictionary::make({{"b", OVNValue(3)}, {"c", OVNValue(4)}}));
   EXPECT_TRUE(merged->isEqual(*OVNDictionary::make({{"a", OVNValue(1)}, {"b", OVNValue(3)}, {"c", OVNValue(4)}})));
   EXPECT_EQ(base->objectForKey("b").longLongValue(), 2) << "the receiver is unchanged";
   EXPECT_TRUE(ovn_isEmpty(OVNDictionaryRef()));

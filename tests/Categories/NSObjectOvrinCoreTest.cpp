@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "Categories/NSObject+OvrinCore.h"
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNArray.h"
 
 namespace {
 

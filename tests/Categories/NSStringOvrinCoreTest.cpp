@@ -3,11 +3,11 @@
 #include <random>
 
 #include "Categories/NSString+OvrinCore.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNSet.h"
-#include "Platform/Text/OVNString.h"
 
 namespace {
 

@@ -99,8 +99,7 @@ TEST_F(OVNKVOControllerTest, UnobserveObjectLeavesOtherControllersWorking) {
   auto otherOwner = OVNMake<Owner>();
   auto other = OVNKVOController::controllerWithObserver(*otherOwner);
   int mine = 0, theirs = 0;
-  controller->observe(station, std::vector<std::string>{"count", "title"}, 0,
-                      [&](auto&, auto&, auto&) { ++mine; });
+  controller->observe(station, std::vector<std::string>{"count", "title"}, 0, [&](auto&, auto&, auto&) { ++mine; });
   other->observe(station, "count", 0, [&](auto&, auto&, auto&) { ++theirs; });
 
   controller->unobserve(station);

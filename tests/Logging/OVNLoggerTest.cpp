@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "Logging/OVNLogger.h"
+#include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Objects/OVNException.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNConsoleLog.h"
 #include "Platform/System/OVNDevice.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/System/OVNFileManager.h"
-#include "Platform/Dispatch/OVNTestClock.h"
 #include "Support/ConsoleCapture.h"
 #include "Support/TemporaryDirectory.h"
 

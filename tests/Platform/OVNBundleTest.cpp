@@ -11,9 +11,7 @@ namespace {
 
 class OVNBundleTest : public ::testing::Test {
  protected:
-  void TearDown() override {
-    OVNBundle::mainBundle()->setInfoDictionary(nullptr);
-  }
+  void TearDown() override { OVNBundle::mainBundle()->setInfoDictionary(nullptr); }
   TemporaryDirectory temporary{"ovnbundle"};
   const std::string root = temporary.path();
 };

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace {
 

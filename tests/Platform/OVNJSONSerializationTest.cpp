@@ -5,11 +5,11 @@
 #include <limits>
 #include <string>
 
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNError.h"
-#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Values/OVNSet.h"
 
 namespace {
@@ -74,11 +74,11 @@ TEST(OVNJSONSerializationTest, FragmentsNeedTheirOption) {
 }
 
 TEST(OVNJSONSerializationTest, NumbersAtTheLimitsSurviveARoundTrip) {
-  const OVNValue limits = OVNValue::array({
-      OVNValue(std::numeric_limits<std::int64_t>::min()), OVNValue(std::numeric_limits<std::int64_t>::max()),
-      OVNValue(std::numeric_limits<std::uint64_t>::max()), OVNValue(DBL_MAX), OVNValue(-DBL_MAX),
-      OVNValue(DBL_MIN), OVNValue(std::numeric_limits<double>::denorm_min()), OVNValue(0.1), OVNValue(-0.0),
-      OVNValue(1e300), OVNValue(1844674907377055873841.79), OVNValue(123456789.125)});
+  const OVNValue limits = OVNValue::array(
+      {OVNValue(std::numeric_limits<std::int64_t>::min()), OVNValue(std::numeric_limits<std::int64_t>::max()),
+       OVNValue(std::numeric_limits<std::uint64_t>::max()), OVNValue(DBL_MAX), OVNValue(-DBL_MAX), OVNValue(DBL_MIN),
+       OVNValue(std::numeric_limits<double>::denorm_min()), OVNValue(0.1), OVNValue(-0.0), OVNValue(1e300),
+       OVNValue(1844674907377055873841.79), OVNValue(123456789.125)});
   const std::string text = write(limits);
   OVNArrayRef back = read(text).array();
   ASSERT_TRUE(back) << text;
@@ -157,16 +157,11 @@ TEST(OVNJSONSerializationTest, MalformedTextGivesAPositionedError) {
     const char* where;
   };
   const Case cases[] = {
-      {"{\"a\": 1,}", "line 1, column 9"},
-      {"[1, 2\n, 3 4]", "line 2, column 5"},
-      {"{\"a\" 1}", "line 1, column 6"},
-      {"[\"unterminated]", "line 1, column 2"},
-      {"[01]", "line 1, column 3"},
-      {"[1.]", "line 1, column 4"},
-      {"[tru]", "line 1, column 2"},
-      {"[\"bad \\x escape\"]", "line 1, column 7"},
-      {"{} []", "line 1, column 4"},
-      {"[\"a\tb\"]", "line 1, column 4"},
+      {"{\"a\": 1,}", "line 1, column 9"}, {"[1, 2\n, 3 4]", "line 2, column 5"},
+      {"{\"a\" 1}", "line 1, column 6"},   {"[\"unterminated]", "line 1, column 2"},
+      {"[01]", "line 1, column 3"},        {"[1.]", "line 1, column 4"},
+      {"[tru]", "line 1, column 2"},       {"[\"bad \\x escape\"]", "line 1, column 7"},
+      {"{} []", "line 1, column 4"},       {"[\"a\tb\"]", "line 1, column 4"},
       {"   ", "line 1, column 4"},
   };
   for (const Case& c : cases) {
@@ -219,8 +214,8 @@ TEST(OVNJSONSerializationTest, NestingStopsAtTheDocumentedLimit) {
 }
 
 TEST(OVNJSONSerializationTest, ValuesJSONCannotHoldAreRefusedOnWrite) {
-  const OVNValue invalid[] = {OVNValue(OVNDate::dateWithTimeIntervalSince1970(0)),
-                              OVNValue(OVNData::fromString("x")), OVNValue(OVNSet::make({OVNValue(1)}))};
+  const OVNValue invalid[] = {OVNValue(OVNDate::dateWithTimeIntervalSince1970(0)), OVNValue(OVNData::fromString("x")),
+                              OVNValue(OVNSet::make({OVNValue(1)}))};
   for (const OVNValue& value : invalid) {
     std::shared_ptr<OVNError> error;
     EXPECT_EQ(write(OVNValue::dictionary({{"k", value}}), 0, &error), "<failed>") << value.className();
@@ -233,9 +228,9 @@ TEST(OVNJSONSerializationTest, ValuesJSONCannotHoldAreRefusedOnWrite) {
 }
 
 TEST(OVNJSONSerializationTest, WritesCompactAndPrettyForms) {
-  const OVNValue value = OVNValue::dictionary(
-      {{"b", OVNValue::array({OVNValue(1), OVNValue(true), OVNValue::null()})}, {"a", OVNValue(2.5)},
-       {"e", OVNValue::array({})}});
+  const OVNValue value = OVNValue::dictionary({{"b", OVNValue::array({OVNValue(1), OVNValue(true), OVNValue::null()})},
+                                               {"a", OVNValue(2.5)},
+                                               {"e", OVNValue::array({})}});
   EXPECT_EQ(write(value), R"({"a":2.5,"b":[1,true,null],"e":[]})");
   EXPECT_EQ(write(value, OVNJSONWritingPrettyPrinted),
             "{\n  \"a\" : 2.5,\n  \"b\" : [\n    1,\n    true,\n    null\n  ],\n  \"e\" : []\n}");

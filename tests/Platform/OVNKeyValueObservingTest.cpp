@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Support/TestModels.h"
 
 namespace {
@@ -130,8 +130,7 @@ TEST(OVNKeyValueObservingTest, DottedKeyPathsFollowEveryLevel) {
   first->name = "first";
   station->place = first;
   auto recorder = OVNMake<Recorder>();
-  station->addObserver(*recorder, "place.name", OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld,
-                       nullptr);
+  station->addObserver(*recorder, "place.name", OVNKeyValueObservingOptionNew | OVNKeyValueObservingOptionOld, nullptr);
 
   first->setValue("renamed", "name");  // a change at the leaf
   ASSERT_EQ(recorder->entries.size(), 1u);

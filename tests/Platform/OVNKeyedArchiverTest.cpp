@@ -5,18 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/Values/OVNBlock.h"
-#include "Platform/Values/OVNBoxedValue.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNData.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
-#include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBlock.h"
+#include "Platform/Values/OVNBoxedValue.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
 
 // A small model that codes every scalar kind, a string, a nested model and an untyped

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
 #include "Platform/Dispatch/OVNNotificationCenter.h"
-#include "Platform/Objects/OVNObject.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 
 TEST(OVNNotificationCenterTest, DeliversByNameAndObjectUntilRemoved) {
   OVNNotificationCenter center;

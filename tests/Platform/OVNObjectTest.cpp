@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
-#include "Platform/Objects/OVNException.h"
 #include "Support/TestModels.h"
 
 namespace {
@@ -61,7 +61,7 @@ TEST(OVNClassTest, OwnPropertiesInDeclarationOrderAndHierarchy) {
   EXPECT_EQ(TestStation::classObject().properties().front().name(), "title");
   EXPECT_EQ(TestStation::classObject().properties().back().name(), "elevation");
   EXPECT_EQ(sub.ownProperty("title"), nullptr);
-  EXPECT_NE(sub.property("title"), nullptr);  // reached through the superclass
+  EXPECT_NE(sub.property("title"), nullptr);        // reached through the superclass
   EXPECT_NE(sub.property("description"), nullptr);  // the root's own properties
 
   const OVNClass& root = OVNObject::classObject();
@@ -99,17 +99,33 @@ TEST(OVNObjectTest, KeyValueCodingRoundTripsEveryKind) {
   place->name = "Austin";
   const OVNValue handler = OVNBlock::make(std::function<void(int)>([](int) {}));
   const std::pair<const char*, OVNValue> values[] = {
-      {"title", "Camp Mabry"},  {"code", "KATT"},         {"count", 42},
-      {"total", 7u},            {"small", -3},            {"tiny", 12},
-      {"byte", 200},            {"temperature", 21.5},    {"ratio", 0.5},
-      {"active", true},         {"pressure", 1013.25},    {"observedAt", OVNDate(1000)},
-      {"extra", OVNValue::null()}, {"readings", OVNArray::make({1, 2})},
-      {"attributes", OVNDictionary::make({{"a", 1}})},     {"place", place},
-      {"payload", OVNData::fromString("raw")},              {"tags", OVNSet::make({"a"})},
-      {"history", OVNOrderedSet::make({"x", "y"})},         {"rank", 3},
-      {"port", 8080},           {"flags", 4294967295u},   {"grade", 66},
-      {"nearby", place},        {"places", OVNArray::make({place})},
-      {"codes", OVNArray::make({1, 2, 3})},                {"elevation", 149.0},
+      {"title", "Camp Mabry"},
+      {"code", "KATT"},
+      {"count", 42},
+      {"total", 7u},
+      {"small", -3},
+      {"tiny", 12},
+      {"byte", 200},
+      {"temperature", 21.5},
+      {"ratio", 0.5},
+      {"active", true},
+      {"pressure", 1013.25},
+      {"observedAt", OVNDate(1000)},
+      {"extra", OVNValue::null()},
+      {"readings", OVNArray::make({1, 2})},
+      {"attributes", OVNDictionary::make({{"a", 1}})},
+      {"place", place},
+      {"payload", OVNData::fromString("raw")},
+      {"tags", OVNSet::make({"a"})},
+      {"history", OVNOrderedSet::make({"x", "y"})},
+      {"rank", 3},
+      {"port", 8080},
+      {"flags", 4294967295u},
+      {"grade", 66},
+      {"nearby", place},
+      {"places", OVNArray::make({place})},
+      {"codes", OVNArray::make({1, 2, 3})},
+      {"elevation", 149.0},
   };
   for (const auto& [key, value] : values) {
     station->setValue(value, key);

@@ -8,9 +8,9 @@
 
 #include "Platform/Dispatch/OVNBlockOperation.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNOperationQueue.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Objects/OVNException.h"
 
 TEST(OVNOperationQueueTest, SuspendedQueueStartsNothingThenRunsOneAtATimeInOrder) {
   OVNOperationQueue queue;

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "Platform/Dispatch/OVNBlockOperation.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNOperation.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace {
 class CountingOperation : public OVNOperation {

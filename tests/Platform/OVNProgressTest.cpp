@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Dispatch/OVNProgress.h"
+#include "Platform/Values/OVNDictionary.h"
 
 namespace {
 class ChangeRecorder : public OVNObject {

@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/OVNPropertyListSerialization.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNBlock.h"
 #include "Platform/Values/OVNBoxedValue.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNError.h"
 #include "Platform/Values/OVNOrderedSet.h"
-#include "Platform/Serialization/OVNPropertyListSerialization.h"
 #include "Platform/Values/OVNSet.h"
 
 namespace {

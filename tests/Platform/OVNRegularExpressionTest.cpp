@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNDictionary.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Dispatch/OVNTimer.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace {
 constexpr double timeout = 10.0;

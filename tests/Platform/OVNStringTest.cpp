@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "Platform/Text/OVNCharacterSet.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNCharacterSet.h"
 #include "Platform/Text/OVNString.h"
 
 namespace {

@@ -127,15 +127,9 @@ TEST(OVNStringsFileTest, DamagedInputParsesConsistentlyOrNotAtAll) {
     for (int e = 0; e < edits; ++e) {
       const std::size_t at = random() % input.size();
       switch (random() % 3) {
-        case 0:
-          input[at] = static_cast<char>(random() % 256);
-          break;
-        case 1:
-          input.erase(at, 1 + random() % 8);
-          break;
-        default:
-          input.insert(at, 1, "\"\\;=/*U\n"[random() % 8]);
-          break;
+        case 0: input[at] = static_cast<char>(random() % 256); break;
+        case 1: input.erase(at, 1 + random() % 8); break;
+        default: input.insert(at, 1, "\"\\;=/*U\n"[random() % 8]); break;
       }
     }
     auto table = OVNStringsFile::parse(input);

@@ -4,13 +4,13 @@
 #include <optional>
 #include <thread>
 
-#include "Platform/Values/OVNClock.h"
-#include "Platform/Values/OVNDate.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Dispatch/OVNTestClock.h"
 #include "Platform/Dispatch/OVNTimer.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNClock.h"
+#include "Platform/Values/OVNDate.h"
 
 TEST(OVNTestClockTest, DrivesTheClocksAndRestoresTheSystemClock) {
   {

@@ -3,9 +3,9 @@
 #include <functional>
 #include <string>
 
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/OVNURLComponents.h"
+#include "Platform/Objects/OVNException.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Network/OVNURL.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Network/OVNURL.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

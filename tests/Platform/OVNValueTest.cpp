@@ -2,15 +2,15 @@
 
 #include <cmath>
 
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNError.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Values/OVNFormat.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
-#include "Platform/Text/OVNString.h"
 
 namespace {
 
@@ -122,9 +122,9 @@ TEST(OVNFormatTest, ObjectsAndPrintfConversions) {
   EXPECT_EQ(OVNFormat("%02x|%X|%o|%%|%c", 10, 255, 8, 'A'), "0a|FF|10|%|A");
   EXPECT_EQ(OVNFormat("%5s|%-3d|", "ab", 7), "   ab|7  |");
   EXPECT_EQ(OVNFormat("%@", 2.5), "2.5");
-  EXPECT_EQ(OVNFormat("%d", OVNValue(12)), "12");    // a numeric value for %d
+  EXPECT_EQ(OVNFormat("%d", OVNValue(12)), "12");  // a numeric value for %d
   EXPECT_EQ(OVNFormat("%i", 4294967297LL), "4294967297");
-  EXPECT_EQ(OVNFormat("%@ %@", "only"), "only ");    // a missing argument prints nothing
+  EXPECT_EQ(OVNFormat("%@ %@", "only"), "only ");  // a missing argument prints nothing
   EXPECT_EQ(OVNFormat("100%"), "100%");
   EXPECT_EQ(OVNFormat("%p", static_cast<const void*>(nullptr)), "0x0");
   EXPECT_EQ(OVNFormat("%@", OVNValue::array({1})), "(\n    1\n)");
@@ -147,12 +147,12 @@ TEST(OVNErrorTest, DomainCodeAndDescription) {
 
 TEST(OVNStringTest, LengthCountsUTF16CodeUnits) {
   EXPECT_EQ(OVNString::length("abc"), 3u);
-  EXPECT_EQ(OVNString::length("\xC3\xA9t\xC3\xA9"), 3u);   // été
-  EXPECT_EQ(OVNString::length("\xF0\x9F\x8C\xA7"), 2u);    // a cloud emoji: a surrogate pair
-  EXPECT_EQ(OVNString::length("\xE2\x82\xAC"), 1u);        // euro sign
-  EXPECT_EQ(OVNString::length("a\xFF"), 2u);               // an invalid byte counts once
-  EXPECT_FALSE(OVNString::isValidUTF8("\xC0\x80"));        // overlong
-  EXPECT_FALSE(OVNString::isValidUTF8("\xED\xA0\x80"));    // a surrogate
+  EXPECT_EQ(OVNString::length("\xC3\xA9t\xC3\xA9"), 3u);  // été
+  EXPECT_EQ(OVNString::length("\xF0\x9F\x8C\xA7"), 2u);   // a cloud emoji: a surrogate pair
+  EXPECT_EQ(OVNString::length("\xE2\x82\xAC"), 1u);       // euro sign
+  EXPECT_EQ(OVNString::length("a\xFF"), 2u);              // an invalid byte counts once
+  EXPECT_FALSE(OVNString::isValidUTF8("\xC0\x80"));       // overlong
+  EXPECT_FALSE(OVNString::isValidUTF8("\xED\xA0\x80"));   // a surrogate
   EXPECT_TRUE(OVNString::isValidUTF8("\xF0\x9F\x8C\xA7"));
 }
 

@@ -4,15 +4,15 @@
 #include <latch>
 #include <thread>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/Values/OVNBlock.h"
-#include "Platform/Values/OVNData.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/System/OVNFileManager.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
+#include "Platform/System/OVNFileManager.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBlock.h"
+#include "Platform/Values/OVNData.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 #include "PropertyMapper/OVNAutoCodingObject.h"
 #include "Support/ConsoleCapture.h"

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Values/OVNArray.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNSet.h"
 #include "PropertyMapper/OVNPropertyDescriptor.h"
 #include "PropertyMapper/OVNTimestampDescriptor.h"
@@ -45,7 +45,10 @@ TEST(PropertyDescriptorInit, EachInitializerSetsItsKindAndMode) {
   auto convert = [](const OVNValue& v, const std::string&) { return v; };
   auto generate = [](const OVNObjectRef&) { return OVNValue(1); };
   auto consume = [](const OVNValue&, const OVNObjectRef&) {};
-  struct Row { D::Ref descriptor; std::uint64_t type, mode; };
+  struct Row {
+    D::Ref descriptor;
+    std::uint64_t type, mode;
+  };
   const std::vector<Row> rows = {
       {D::initWithPropertyName("title"), 0, 3},
       {D::initWithPropertyName("title", 1), 0, 1},
@@ -117,8 +120,17 @@ TEST(PropertyDescriptorValidators, EveryReadyMadeRuleChainsAndRefusesMissingAndN
   ASSERT_TRUE(digit);
   // Bounds that a length or integer value of 0 would meet.
   auto all = p();
-  EXPECT_EQ(all->isRequired()->lengthRange(0, 5)->matchesRegex(digit)->length(0)->minLength(0)->maxLength(5)
-                ->oneOf(OVNValue::array({OVNValue::null()}))->equalTo("")->min(0)->max(0)->range(-1, 1),
+  EXPECT_EQ(all->isRequired()
+                ->lengthRange(0, 5)
+                ->matchesRegex(digit)
+                ->length(0)
+                ->minLength(0)
+                ->maxLength(5)
+                ->oneOf(OVNValue::array({OVNValue::null()}))
+                ->equalTo("")
+                ->min(0)
+                ->max(0)
+                ->range(-1, 1),
             all);
   EXPECT_EQ(all->validationBlocks().size(), 11u);
   std::vector<std::string> expected;
@@ -131,13 +143,20 @@ TEST(PropertyDescriptorValidators, EveryReadyMadeRuleChainsAndRefusesMissingAndN
 
 TEST(PropertyDescriptorValidators, EachRulePassesAndRefusesWhatItSays) {
   auto digit = OVNRegularExpression::regularExpressionWithPattern("\\d", 0, nullptr);
-  struct Row { D::Ref rule; std::vector<OVNValue> passing, failing; };
+  struct Row {
+    D::Ref rule;
+    std::vector<OVNValue> passing, failing;
+  };
   const std::vector<Row> rows = {
       {p()->isRequired(), {"", 0, false, OVNValue::array({})}, {}},
       // Bounds are inclusive whichever order they come in; lengths count UTF-16 units.
       {p()->lengthRange(10, 2), {"ab", "abcdefghij"}, {"a", "abcdefghijk"}},
       {p()->lengthRange(2, 10), {"ab", "abcdefghij"}, {"a", "abcdefghijk"}},
-      {p()->length(3), {"abc", "h\xC3\xA9\xC3\xA9", "\xF0\x9F\x98\x80" "a"}, {"ab", "abcd"}},
+      {p()->length(3),
+       {"abc", "h\xC3\xA9\xC3\xA9",
+        "\xF0\x9F\x98\x80"
+        "a"},
+       {"ab", "abcd"}},
       {p()->minLength(3), {"abc"}, {"ab"}},
       {p()->maxLength(3), {"", "abc"}, {"abcd"}},
       // Passes only when the expression finds no match, also at the very end.
@@ -165,8 +184,11 @@ TEST(PropertyDescriptorValidators, EachRulePassesAndRefusesWhatItSays) {
 TEST(TimestampDescriptor, DecodesWholeSecondsOfNumbersAndEncodesFloatingSeconds) {
   const auto rule = OVNTimestampDescriptor("t");
   const std::vector<std::pair<OVNValue, double>> rows = {
-      {1500000000.9, 1500000000.0}, {1500000000, 1500000000.0}, {-1.5, -1.0},  // truncated towards zero
-      {"1500000000", 0.0},          {OVNValue(), 0.0},
+      {1500000000.9, 1500000000.0},
+      {1500000000, 1500000000.0},
+      {-1.5, -1.0},  // truncated towards zero
+      {"1500000000", 0.0},
+      {OVNValue(), 0.0},
       {4294967301LL, 5.0},  // a signed 32-bit count: the high bits are lost
   };
   for (const auto& [input, seconds] : rows)

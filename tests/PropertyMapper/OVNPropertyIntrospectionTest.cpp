@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/NSArray+OVNDeepCopy.h"
 #include "PropertyMapper/NSDictionary+OVNDeepCopy.h"
 #include "PropertyMapper/NSMutableDictionary+OVNSafeValue.h"
@@ -87,7 +87,8 @@ OVN_PROPERTIES(IntrospectionItem, flag, amount, share, small, port, offset, tota
                children, owner, spot)
 
 const OVNClass& IntrospectionConst::classObject() {
-  static const OVNClass cls("IntrospectionConst", &OVNObject::classObject(), [] { return OVNMake<IntrospectionConst>(); },
+  static const OVNClass cls("IntrospectionConst", &OVNObject::classObject(),
+                            [] { return OVNMake<IntrospectionConst>(); },
                             {OVNProperty("label", "Tr*,R,N", std::make_shared<ConstTextAccessor>())});
   return cls;
 }
@@ -96,11 +97,17 @@ namespace {
 
 TEST(PropertyIntrospectionType, AttributeTextsAndDeclaredMembersGiveTheirTypeStrings) {
   const std::vector<std::pair<std::string, std::string>> attributes = {
-      {"T@\"NSString\",C,N,V_title", "NSString"}, {"Tq,N,V_count", "q"},
-      {"T@,&,N,V_extra", "id"},                   {"T@?,C,N,V_handler", "block"},
-      {"T@\"NSArray<Foo>\",&,N,V_items", "NSArray<Foo>"}, {"T{CGPoint=dd},N,V_origin", "{CGPoint=dd}"},
-      {"TB,R,N", "B"}, {"Td", "d"}, {"R,N,T@\"Place\",&", "Place"},  // the first T piece, wherever it is
-      {"R,N,V_name", ""}, {"", ""}};
+      {"T@\"NSString\",C,N,V_title", "NSString"},
+      {"Tq,N,V_count", "q"},
+      {"T@,&,N,V_extra", "id"},
+      {"T@?,C,N,V_handler", "block"},
+      {"T@\"NSArray<Foo>\",&,N,V_items", "NSArray<Foo>"},
+      {"T{CGPoint=dd},N,V_origin", "{CGPoint=dd}"},
+      {"TB,R,N", "B"},
+      {"Td", "d"},
+      {"R,N,T@\"Place\",&", "Place"},  // the first T piece, wherever it is
+      {"R,N,V_name", ""},
+      {"", ""}};
   for (const auto& [text, type] : attributes) EXPECT_EQ(getPropertyType(text), type) << text;
 
   // Only the class's own properties, in an immutable table.
@@ -109,10 +116,20 @@ TEST(PropertyIntrospectionType, AttributeTextsAndDeclaredMembersGiveTheirTypeStr
   EXPECT_FALSE(child->isMutable());
   EXPECT_TRUE(ovn_propertiesDictionaryFromClass(IntrospectionEmpty::classObject())->empty());
   auto item = ovn_propertiesDictionaryFromClass(IntrospectionItem::classObject());
-  const std::vector<std::pair<std::string, std::string>> expected = {
-      {"amount", "d"}, {"anything", "id"}, {"children", "NSArray"}, {"flag", "B"}, {"handler", "block"},
-      {"maybe", "NSNumber"}, {"note", "NSString"}, {"offset", "q"}, {"owner", "IntrospectionBase"},
-      {"port", "S"}, {"share", "f"}, {"small", "c"}, {"spot", "{IntrospectionSpot=dd}"}, {"total", "Q"}};
+  const std::vector<std::pair<std::string, std::string>> expected = {{"amount", "d"},
+                                                                     {"anything", "id"},
+                                                                     {"children", "NSArray"},
+                                                                     {"flag", "B"},
+                                                                     {"handler", "block"},
+                                                                     {"maybe", "NSNumber"},
+                                                                     {"note", "NSString"},
+                                                                     {"offset", "q"},
+                                                                     {"owner", "IntrospectionBase"},
+                                                                     {"port", "S"},
+                                                                     {"share", "f"},
+                                                                     {"small", "c"},
+                                                                     {"spot", "{IntrospectionSpot=dd}"},
+                                                                     {"total", "Q"}};
   ASSERT_EQ(item->count(), expected.size());
   for (const auto& [name, type] : expected) EXPECT_EQ(item->objectForKey(name).description(), type) << name;
 }
@@ -121,9 +138,13 @@ TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsWhichWinAndIsCached) 
   auto mapper = OVNPropertyMapper::init();
   auto table = mapper->propertiesForClass(IntrospectionChild::classObject());
   // Three of the model's own plus the four the root object declares.
-  const std::vector<std::pair<std::string, std::string>> expected = {
-      {"title", "NSString"}, {"count", "q"}, {"ratio", "d"},
-      {"hash", "Q"}, {"superclass", "#"}, {"description", "NSString"}, {"debugDescription", "NSString"}};
+  const std::vector<std::pair<std::string, std::string>> expected = {{"title", "NSString"},
+                                                                     {"count", "q"},
+                                                                     {"ratio", "d"},
+                                                                     {"hash", "Q"},
+                                                                     {"superclass", "#"},
+                                                                     {"description", "NSString"},
+                                                                     {"debugDescription", "NSString"}};
   ASSERT_EQ(table->count(), expected.size());
   for (const auto& [name, type] : expected) EXPECT_EQ(table->objectForKey(name).description(), type) << name;
 
@@ -132,9 +153,11 @@ TEST(PropertyIntrospectionTable, MapperTableCoversAncestorsWhichWinAndIsCached) 
   EXPECT_FALSE(mapper->cachedPropertiesByClass()->contains("IntrospectionBase"));
 
   // Where a subclass redeclares a property, the ancestor's type string wins.
-  EXPECT_EQ(ovn_propertiesDictionaryFromClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(),
-            "NSString");
-  EXPECT_EQ(mapper->propertiesForClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(), "q");
+  EXPECT_EQ(
+      ovn_propertiesDictionaryFromClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(),
+      "NSString");
+  EXPECT_EQ(mapper->propertiesForClass(IntrospectionRedeclared::classObject())->objectForKey("count").description(),
+            "q");
 }
 
 TEST(PropertyIntrospectionWrapped, ScalarsAsNumbersOfTheirKindObjectsAsTheyAreStructuresBoxed) {
@@ -175,7 +198,7 @@ TEST(PropertyIntrospectionWrapped, ScalarsAsNumbersOfTheirKindObjectsAsTheyAreSt
   EXPECT_EQ(other->spot.y, -2.5);
 
   auto constant = OVNMake<IntrospectionConst>();
-  EXPECT_EQ(*constant->valueForKey("label").string(), "const text");  // the getter works...
+  EXPECT_EQ(*constant->valueForKey("label").string(), "const text");    // the getter works...
   EXPECT_TRUE(ovn_wrappedValueForKey(*constant, "label").isMissing());  // ...but is not read
   try {
     ovn_wrappedValueForKey(*item, "nope");
@@ -193,7 +216,7 @@ TEST(PropertyIntrospectionSafeValue, StoresAtExistingKeyPathsAndLogsTheResult) {
   ovn_setSafeValue(*dictionary, 45.5, "loc.lat");
   ovn_setSafeValue(*dictionary, "x", "name");
   ovn_setSafeValue(*dictionary, OVNValue::null(), "gone");
-  ovn_setSafeValue(*dictionary, 7, "a.b");          // no "a": nothing stored
+  ovn_setSafeValue(*dictionary, 7, "a.b");            // no "a": nothing stored
   ovn_setSafeValue(*dictionary, OVNValue(), "name");  // missing: nothing stored, nothing logged
   OVNConsoleLog::setDebugEnabled(debug);
   EXPECT_TRUE(dictionary->isEqual(*OVNDictionary::make(
@@ -208,8 +231,8 @@ TEST(PropertyIntrospectionSafeValue, StoresAtExistingKeyPathsAndLogsTheResult) {
 TEST(PropertyIntrospectionDeepCopy, DeepCopyCopiesOneLevelMutableDeepCopyAllLevels) {
   // {"list": [{"k": "v"}], "inner": {"a": 1}}, all containers mutable.
   auto make = [] {
-    return OVNDictionary::make({{"list", OVNValue::array({OVNValue::dictionary({{"k", "v"}})})},
-                                {"inner", OVNValue::dictionary({{"a", 1}})}});
+    return OVNDictionary::make(
+        {{"list", OVNValue::array({OVNValue::dictionary({{"k", "v"}})})}, {"inner", OVNValue::dictionary({{"a", 1}})}});
   };
   auto source = make();
   auto copy = ovn_deepCopy(source);
@@ -244,7 +267,8 @@ TEST(PropertyIntrospectionDeepCopy, DeepCopyCopiesOneLevelMutableDeepCopyAllLeve
   EXPECT_TRUE(shallow->isMutable());
   EXPECT_NE(shallow->at(0).dictionary(), source);
   EXPECT_FALSE(shallow->at(0).dictionary()->isMutable());
-  EXPECT_EQ(shallow->at(0).dictionary()->objectForKey("inner").dictionary(), source->objectForKey("inner").dictionary());
+  EXPECT_EQ(shallow->at(0).dictionary()->objectForKey("inner").dictionary(),
+            source->objectForKey("inner").dictionary());
   auto deepArray = ovn_mutableDeepCopy(array);
   auto deepInner = deepArray->at(0).dictionary()->objectForKey("inner").dictionary();
   ASSERT_TRUE(deepInner->isMutable());

@@ -12,9 +12,9 @@
 
 #include "Logging/OVNLogger.h"
 #include "Observation.h"
-#include "Platform/Values/OVNArray.h"
-#include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/System/OVNConsoleLog.h"
+#include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
 #include "PropertyMapper/OVNPropertyMapper.h"
@@ -85,13 +85,27 @@ OVN_PROPERTIES(MapperGeneratedChild, extra)
 const OVNClass& MapperGenerated::classObject() {
   static const OVNClass generated("MapperGenerated", &OVNObject::classObject(), {}, [] {
     std::vector<OVNProperty> properties;
-    const std::vector<std::pair<const char*, const char*>> declared = {
-        {"numberValue", "T@\"NSNumber\",&,N"}, {"stringValue", "T@\"NSString\",C,N"}, {"dateValue", "T@\"NSDate\",&,N"},
-        {"zoneValue", "T@\"NSTimeZone\",&,N"}, {"charValue", "Tc,N"}, {"doubleValue", "Td,N"}, {"intValue", "Ti,N"},
-        {"floatValue", "Tf,N"}, {"longValue", "Tl,N"}, {"shortValue", "Ts,N"}, {"unsignedValue", "TI,N"},
-        {"longLongValue", "Tq,N"}, {"unsignedLongLongValue", "TQ,N"}, {"boolValue", "TB,N"},
-        {"unsignedCharValue", "TC,N"}, {"unsignedShortValue", "TS,N"}, {"arrayValue", "T@\"NSArray\",&,N"},
-        {"dataValue", "T@\"NSData\",&,N"}, {"idValue", "T@,&,N"}, {"blockValue", "T@?,C,N"}, {"untypedValue", "R,N"}};
+    const std::vector<std::pair<const char*, const char*>> declared = {{"numberValue", "T@\"NSNumber\",&,N"},
+                                                                       {"stringValue", "T@\"NSString\",C,N"},
+                                                                       {"dateValue", "T@\"NSDate\",&,N"},
+                                                                       {"zoneValue", "T@\"NSTimeZone\",&,N"},
+                                                                       {"charValue", "Tc,N"},
+                                                                       {"doubleValue", "Td,N"},
+                                                                       {"intValue", "Ti,N"},
+                                                                       {"floatValue", "Tf,N"},
+                                                                       {"longValue", "Tl,N"},
+                                                                       {"shortValue", "Ts,N"},
+                                                                       {"unsignedValue", "TI,N"},
+                                                                       {"longLongValue", "Tq,N"},
+                                                                       {"unsignedLongLongValue", "TQ,N"},
+                                                                       {"boolValue", "TB,N"},
+                                                                       {"unsignedCharValue", "TC,N"},
+                                                                       {"unsignedShortValue", "TS,N"},
+                                                                       {"arrayValue", "T@\"NSArray\",&,N"},
+                                                                       {"dataValue", "T@\"NSData\",&,N"},
+                                                                       {"idValue", "T@,&,N"},
+                                                                       {"blockValue", "T@?,C,N"},
+                                                                       {"untypedValue", "R,N"}};
     for (const auto& [name, attributes] : declared)
       properties.emplace_back(name, attributes, std::make_shared<NothingAccessor>());
     return properties;
@@ -155,7 +169,9 @@ OVNValue json(std::string_view text) {
 }
 
 void expectEqualValues(const OVNValue& actual, const OVNValue& expected) {
-  EXPECT_TRUE(actual.isEqual(expected)) << "actual:\n" << actual.description() << "\nexpected:\n" << expected.description();
+  EXPECT_TRUE(actual.isEqual(expected)) << "actual:\n"
+                                        << actual.description() << "\nexpected:\n"
+                                        << expected.description();
 }
 
 Lines messagesOf(const OVNPropertyMapper::Errors& errors) {
@@ -187,7 +203,8 @@ TEST_F(PropertyMapperRegistry, RefusalsNameTheProblemAndAreLoggedOnlyWithASlot) 
   EXPECT_EQ(refusal({{"colour", plain("colour")}}),
             "60520 Mapper contains a property [colour] not found on class [MapperWidget]");
   EXPECT_EQ(mapper->mappingsForClass(widget), nullptr);
-  EXPECT_EQ(console.lines(), Lines{"[Ovrin] ERROR Mapper contains a property [colour] not found on class [MapperWidget]"});
+  EXPECT_EQ(console.lines(),
+            Lines{"[Ovrin] ERROR Mapper contains a property [colour] not found on class [MapperWidget]"});
   EXPECT_EQ(refusal({{"title", "name"}}), "60530 Property mapper for key [title] is invalid on class [MapperWidget]");
   // A nested-property rule needs its holder on the class, yet names its own property.
   EXPECT_EQ(refusal({{"k", D::initWithPropertyName("label", std::string("gizmo"), part)}}),
@@ -264,7 +281,8 @@ TEST(PropertyMapperGenerate, ExactlyTheElevenTypesOfTheClassItself) {
     EXPECT_EQ(descriptor->type(), 0u);
     EXPECT_EQ(descriptor->mode(), 3u);
   }
-  EXPECT_EQ(OVNPropertyMapper::generateMappingsFromClass(MapperGeneratedChild::classObject())->allKeys(), Lines{"extra"});
+  EXPECT_EQ(OVNPropertyMapper::generateMappingsFromClass(MapperGeneratedChild::classObject())->allKeys(),
+            Lines{"extra"});
   // generateMappingsWithKeys is pinned by the worked models' measurements table.
 }
 
@@ -284,8 +302,9 @@ TEST(PropertyMapperValidation, NestedArraysCollectEveryError) {
   EXPECT_TRUE(mapper->validateMapping(required, "text").empty());
 
   OVNPropertyMapper::Errors errors;
-  EXPECT_EQ(mapper->createObjectWithClass(MapperWidget::classObject(), OVNDictionary::make({{"parts", three}}), &errors),
-            nullptr);
+  EXPECT_EQ(
+      mapper->createObjectWithClass(MapperWidget::classObject(), OVNDictionary::make({{"parts", three}}), &errors),
+      nullptr);
   ASSERT_EQ(errors.size(), 2u);
   EXPECT_EQ(errors[1]->code(), 60550);
 }
@@ -300,9 +319,9 @@ TEST(PropertyMapperValidation, ErrorsFollowTableOrderAndNestedClassesNeedTables)
                                                 {"part", nested("part")->isRequired()}}));
   OVNPropertyMapper::Errors errors;
   EXPECT_EQ(mapper->createObjectWithClass(MapperWidget::classObject(), json(R"({"a": 3})"), &errors), nullptr);
-  EXPECT_EQ(messagesOf(errors), (Lines{"min validation failed on count", "isRequired validation failed on name",
-                                       "minLength validation failed on name",
-                                       "Mapper for class [MapperOrphan] not found"}));
+  EXPECT_EQ(messagesOf(errors),
+            (Lines{"min validation failed on count", "isRequired validation failed on name",
+                   "minLength validation failed on name", "Mapper for class [MapperOrphan] not found"}));
   ASSERT_EQ(errors.size(), 4u);
   EXPECT_EQ(errors[3]->code(), 60540);
   EXPECT_EQ(errors[3]->domain(), "com.ovrinweather.property-mapper");
@@ -391,8 +410,10 @@ TEST(PropertyMapperConvert, WholeSourceKeysBuildNestedObjectsFromTheParent) {
 }
 
 TEST(PropertyMapperConvert, ArraysBecomeSetsAndOrderedSetsByPropertyType) {
-  auto mapper = mapperWith(OVNDictionary::make({{"tagSet", plain("tagSet")}, {"tagOrder", plain("tagOrder")},
-                                                {"tagList", plain("tagList")}, {"name", plain("name")},
+  auto mapper = mapperWith(OVNDictionary::make({{"tagSet", plain("tagSet")},
+                                                {"tagOrder", plain("tagOrder")},
+                                                {"tagList", plain("tagList")},
+                                                {"name", plain("name")},
                                                 {"partSet", nested("partSet")}}));
   auto widget = mapper->createObjectWithClass<MapperWidget>(json(R"({
       "tagSet": ["b", "a", "b"], "tagOrder": ["b", "a", "b", "c"], "tagList": ["b", "a", "b"], "name": ["x"],
@@ -456,7 +477,8 @@ TEST(PropertyMapperConvert, ModesDecideTheDirectionsAndUnknownKindsAreIgnored) {
                                                        {"stamp", decodeOnly},
                                                        {"lat", unknownKind}}),
                                   MapperWidget::classObject()));
-  auto widget = mapper->createObjectWithClass<MapperWidget>(json(R"({"name": "x", "count": 3, "stamp": "s", "lat": 1.5})"));
+  auto widget =
+      mapper->createObjectWithClass<MapperWidget>(json(R"({"name": "x", "count": 3, "stamp": "s", "lat": 1.5})"));
   ASSERT_TRUE(widget);
   EXPECT_EQ(widget->name, "");
   EXPECT_EQ(widget->count, 3);
@@ -595,7 +617,8 @@ TEST(PropertyMapperFactory, NullInstancesAreSkippedQuietlyOrWithALogLine) {
   EXPECT_EQ(factory->calls, (Lines{"MapperPart dictionary", "MapperWidget dictionary", "MapperPart nil",
                                    "MapperPart dictionary", "MapperPart dictionary"}));
   EXPECT_EQ(OVNPropertyMapper::initWithModelFactory(factory)->modelFactory(), factory);
-  EXPECT_TRUE(std::dynamic_pointer_cast<OVNPropertyMapperSimpleModelFactory>(OVNPropertyMapper::init()->modelFactory()));
+  EXPECT_TRUE(
+      std::dynamic_pointer_cast<OVNPropertyMapperSimpleModelFactory>(OVNPropertyMapper::init()->modelFactory()));
 }
 
 TEST(PropertyMapperShapes, WrongShapesNeitherCrashNorStoreNonsense) {
@@ -630,8 +653,9 @@ TEST(PropertyMapperShapes, WrongShapesNeitherCrashNorStoreNonsense) {
 
 TEST(PropertyMapperShapes, DeeplyNestedInputIsFollowedToTheBottom) {
   auto mapper = OVNPropertyMapper::init();
-  ASSERT_TRUE(mapper->setMappings(OVNDictionary::make({{"label", plain("label")->isRequired()}, {"child", nested("child")}}),
-                                  MapperPart::classObject()));
+  ASSERT_TRUE(
+      mapper->setMappings(OVNDictionary::make({{"label", plain("label")->isRequired()}, {"child", nested("child")}}),
+                          MapperPart::classObject()));
   constexpr int depth = 300;
   OVNDictionaryRef source = OVNDictionary::make({{"label", "bottom"}});
   for (int level = depth - 1; level > 0; --level)
@@ -704,7 +728,9 @@ TEST(PropertyMapperWorkedModels, AnObservationMapsAndSerializesBack) {
   OVNPropertyMapper::Errors errors;
   // A nested object's own rules are checked.
   EXPECT_EQ(mapper->createObjectWithClass<Observation>(json(R"({"id": "KPHX", "dataSource": "METAR",
-      "loc": {"lat": 33.43, "long": -112.01}, "ob": {"tempC": 44.0, "humidity": 140}})"), &errors), nullptr);
+      "loc": {"lat": 33.43, "long": -112.01}, "ob": {"tempC": 44.0, "humidity": 140}})"),
+                                                       &errors),
+            nullptr);
   EXPECT_EQ(messagesOf(errors), Lines{"range validation failed on humidity"});
 
   auto austin = mapper->createObjectWithClass<Observation>(json(kAustin));
@@ -713,7 +739,8 @@ TEST(PropertyMapperWorkedModels, AnObservationMapsAndSerializesBack) {
   expectEqualValues(austin->extras, json(R"({"relativeTo": {"lat": 30.2, "long": -97.7, "distanceKM": 3.2}})"));
   // It serializes back to its input, except that timestamps have lost their fractions.
   auto expected = json(kAustin).dictionary()->mutableCopy();
-  expected->set("periods", json(R"([{"timestamp": 1500003600, "tempC": 33}, {"timestamp": 1500007200, "tempC": 31.5}])"));
+  expected->set("periods",
+                json(R"([{"timestamp": 1500003600, "tempC": 33}, {"timestamp": 1500007200, "tempC": 31.5}])"));
   auto serialized = mapper->serializeObject(austin);
   expectEqualValues(serialized, expected);
   EXPECT_TRUE(serialized.dictionary()->objectForKey("obTimestamp").number()->isFloating());

@@ -22,8 +22,7 @@ void OVNKVOSharedController::observe(const OVNObjectRef& object, const std::shar
   object->addObserver(*this, info->keyPath, info->options, info.get());
 
   std::uint64_t expected = OVNKVOInfo::Initial;
-  if (!info->state.compare_exchange_strong(expected, OVNKVOInfo::Observing) &&
-      expected == OVNKVOInfo::NotObserving) {
+  if (!info->state.compare_exchange_strong(expected, OVNKVOInfo::Observing) && expected == OVNKVOInfo::NotObserving) {
     // Unobserved while this registration was being made: take it back at once.
     object->removeObserver(*this, info->keyPath, info.get());
   }

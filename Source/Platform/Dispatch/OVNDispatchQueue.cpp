@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Values/OVNClock.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNClock.h"
 
 namespace {
 using Block = OVNDispatchQueue::Block;
@@ -72,9 +72,7 @@ class OVNDispatchQueue::Impl : public std::enable_shared_from_this<OVNDispatchQu
 
   void enqueue(Block block) {
     switch (kind) {
-      case Kind::Main:
-        OVNRunLoop::main().enqueue(std::move(block));
-        return;
+      case Kind::Main: OVNRunLoop::main().enqueue(std::move(block)); return;
       case Kind::Global:
         asio::post(poolFor(qos), [this, block = std::move(block)] {
           prepareThread(qos);
@@ -175,16 +173,11 @@ const OVNDispatchQueueRef& OVNDispatchQueue::global(OVNQualityOfService qos) {
   static const OVNDispatchQueueRef* const background =
       make("com.apple.root.background-qos", OVNQualityOfService::Background);
   switch (qos) {
-    case OVNQualityOfService::UserInteractive:
-      return *userInteractive;
-    case OVNQualityOfService::UserInitiated:
-      return *userInitiated;
-    case OVNQualityOfService::Utility:
-      return *utility;
-    case OVNQualityOfService::Background:
-      return *background;
-    default:
-      return *standard;
+    case OVNQualityOfService::UserInteractive: return *userInteractive;
+    case OVNQualityOfService::UserInitiated: return *userInitiated;
+    case OVNQualityOfService::Utility: return *utility;
+    case OVNQualityOfService::Background: return *background;
+    default: return *standard;
   }
 }
 

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Values/OVNClock.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNTimer.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNClock.h"
 
 namespace {
 using Block = std::function<void()>;

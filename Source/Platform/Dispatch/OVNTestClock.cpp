@@ -3,10 +3,10 @@
 #include <cmath>
 #include <string>
 
-#include "Platform/Values/OVNClock.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNClock.h"
 
 OVNTestClock::OVNTestClock() : OVNTestClock(OVNClock::absoluteTime()) {}
 

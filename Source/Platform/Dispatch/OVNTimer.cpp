@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Platform/Values/OVNClock.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Values/OVNClock.h"
 
 struct OVNTimer::PrivateTag {};
 

@@ -4,8 +4,8 @@
 #include <functional>
 #include <system_error>
 
-#include "Platform/Objects/OVNException.h"
 #include "Platform/Network/detail/OVNURIReference.h"
+#include "Platform/Objects/OVNException.h"
 
 using ovn::detail::OVNURIReference;
 

@@ -2,10 +2,10 @@
 
 #include <functional>
 
-#include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/detail/OVNURIReference.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNFormat.h"
 
 using ovn::detail::OVNURIReference;
 using Part = OVNURIReference::Part;

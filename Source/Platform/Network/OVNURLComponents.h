@@ -29,7 +29,6 @@ class OVNURLComponents : public OVNObject {
   OVN_CLASS_NAMED(OVNURLComponents, OVNObject, "NSURLComponents")
 
  public:
-
   //! Empty components (every part absent, empty path).
   OVNURLComponents() = default;
 

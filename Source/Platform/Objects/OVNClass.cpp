@@ -5,9 +5,9 @@
 #include <set>
 #include <shared_mutex>
 
+#include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
 
@@ -85,7 +85,10 @@ const OVNClass* classOfValue(const OVNValue& v) {
 }  // namespace
 
 OVNClass::OVNClass(std::string name, const OVNClass* superclass, Factory factory, std::vector<OVNProperty> properties)
-    : name_(std::move(name)), superclass_(superclass), factory_(std::move(factory)), properties_(std::move(properties)) {
+    : name_(std::move(name)),
+      superclass_(superclass),
+      factory_(std::move(factory)),
+      properties_(std::move(properties)) {
   indexProperties();
   registerClass(*this);
 }
@@ -98,8 +101,8 @@ OVNClass::OVNClass(ValueTag, std::string name, const OVNClass* superclass, OVNVa
 const OVNClass& OVNClass::valueClass(std::string name, const OVNClass* superclass, OVNValueKind kind,
                                      bool isMutableVariant) {
   static auto* storage = new std::vector<std::unique_ptr<OVNClass>>();  // lives for the process
-  storage->push_back(std::unique_ptr<OVNClass>(new OVNClass(ValueTag{}, std::move(name), superclass, kind,
-                                                            isMutableVariant)));
+  storage->push_back(
+      std::unique_ptr<OVNClass>(new OVNClass(ValueTag{}, std::move(name), superclass, kind, isMutableVariant)));
   return *storage->back();
 }
 

@@ -6,7 +6,9 @@
 OVN_PROPERTIES(OVNError, domain, code, userInfo, localizedDescription)
 
 OVNError::OVNError(std::string domain, std::int64_t code, OVNDictionaryRef userInfo)
-    : domain_(std::move(domain)), code_(code), userInfo_(userInfo ? userInfo->copy() : OVNDictionary::make({}, false)) {}
+    : domain_(std::move(domain)),
+      code_(code),
+      userInfo_(userInfo ? userInfo->copy() : OVNDictionary::make({}, false)) {}
 
 std::shared_ptr<OVNError> OVNError::errorWithDomain(std::string_view domain, std::int64_t code,
                                                     OVNDictionaryRef userInfo) {
@@ -15,8 +17,8 @@ std::shared_ptr<OVNError> OVNError::errorWithDomain(std::string_view domain, std
 
 std::shared_ptr<OVNError> OVNError::errorWithDomain(std::string_view domain, std::int64_t code,
                                                     std::string_view localizedDescription) {
-  return errorWithDomain(domain, code,
-                         OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(localizedDescription)}}));
+  return errorWithDomain(
+      domain, code, OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(localizedDescription)}}));
 }
 
 std::string OVNError::localizedDescription() const {

@@ -4,8 +4,8 @@
 
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
 #include "Platform/Objects/detail/OVNObservationInfo.h"
+#include "Platform/Values/OVNFormat.h"
 
 namespace {
 // `superclass` of the root's property table: the superclass's name, as a class reads.
@@ -139,8 +139,10 @@ void OVNObject::setValueForKeyPath(const OVNValue& value, std::string_view keyPa
   }
   const OVNValue next = valueForKey(keyPath.substr(0, dot));
   const auto rest = keyPath.substr(dot + 1);
-  if (auto object = next.object()) object->setValueForKeyPath(value, rest);
-  else if (auto dictionary = next.dictionary()) dictionary->setValueForKeyPath(value, rest);
+  if (auto object = next.object())
+    object->setValueForKeyPath(value, rest);
+  else if (auto dictionary = next.dictionary())
+    dictionary->setValueForKeyPath(value, rest);
 }
 
 OVNValue OVNObject::valueForUndefinedKey(std::string_view key) const {

@@ -33,29 +33,29 @@
 
 // As OVN_CLASS, for a class known by another name at run time (the platform classes the
 // library re-creates keep the platform's names: OVNURL is "NSURL").
-#define OVN_CLASS_NAMED(Name, Base, RuntimeName)                              \
- public:                                                                      \
-  using OVNSuper = Base;                                                      \
-  static constexpr std::string_view ovnClassName = RuntimeName;               \
-  static const ::OVNClass& classObject();                                     \
-  const ::OVNClass& objectClass() const override { return classObject(); }    \
-                                                                              \
+#define OVN_CLASS_NAMED(Name, Base, RuntimeName)                           \
+ public:                                                                   \
+  using OVNSuper = Base;                                                   \
+  static constexpr std::string_view ovnClassName = RuntimeName;            \
+  static const ::OVNClass& classObject();                                  \
+  const ::OVNClass& objectClass() const override { return classObject(); } \
+                                                                           \
  private:
 
-#define OVN_PROPERTIES(Name, ...)                                                                    \
-  const ::OVNClass& Name::classObject() {                                                            \
-    static_assert(std::is_base_of_v<Name::OVNSuper, Name>, "OVN_CLASS names a base it does not have"); \
-    static const ::OVNClass cls(std::string(Name::ovnClassName), &Name::OVNSuper::classObject(),      \
-                                ::ovn::detail::defaultFactory<Name>(),                               \
-                                std::vector<::OVNProperty>{OVN_DETAIL_FOR_EACH(OVN_DETAIL_PROPERTY, Name, __VA_ARGS__)}); \
-    return cls;                                                                                      \
-  }                                                                                                  \
+#define OVN_PROPERTIES(Name, ...)                                                                               \
+  const ::OVNClass& Name::classObject() {                                                                       \
+    static_assert(std::is_base_of_v<Name::OVNSuper, Name>, "OVN_CLASS names a base it does not have");          \
+    static const ::OVNClass cls(                                                                                \
+        std::string(Name::ovnClassName), &Name::OVNSuper::classObject(), ::ovn::detail::defaultFactory<Name>(), \
+        std::vector<::OVNProperty>{OVN_DETAIL_FOR_EACH(OVN_DETAIL_PROPERTY, Name, __VA_ARGS__)});               \
+    return cls;                                                                                                 \
+  }                                                                                                             \
   OVN_DETAIL_REGISTER(Name, __COUNTER__)
 
-#define OVN_RESPONDS_TO(Name, ...)                                                  \
-  [[maybe_unused]] static const bool OVN_DETAIL_CAT(ovnHooks_, __COUNTER__) = [] {   \
-    for (const char* hook : {__VA_ARGS__}) Name::classObject().addHook(hook);        \
-    return true;                                                                     \
+#define OVN_RESPONDS_TO(Name, ...)                                                 \
+  [[maybe_unused]] static const bool OVN_DETAIL_CAT(ovnHooks_, __COUNTER__) = [] { \
+    for (const char* hook : {__VA_ARGS__}) Name::classObject().addHook(hook);      \
+    return true;                                                                   \
   }()
 
 // ---- implementation ---------------------------------------------------------------------
@@ -103,10 +103,14 @@ OVNClass::Factory defaultFactory() {
 
 // A comma-separated map over up to 256 elements.
 #define OVN_DETAIL_PARENS ()
-#define OVN_DETAIL_EXPAND(...) OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(__VA_ARGS__))))
-#define OVN_DETAIL_EXPAND4(...) OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(__VA_ARGS__))))
-#define OVN_DETAIL_EXPAND3(...) OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(__VA_ARGS__))))
-#define OVN_DETAIL_EXPAND2(...) OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(__VA_ARGS__))))
+#define OVN_DETAIL_EXPAND(...) \
+  OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(OVN_DETAIL_EXPAND4(__VA_ARGS__))))
+#define OVN_DETAIL_EXPAND4(...) \
+  OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(OVN_DETAIL_EXPAND3(__VA_ARGS__))))
+#define OVN_DETAIL_EXPAND3(...) \
+  OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(OVN_DETAIL_EXPAND2(__VA_ARGS__))))
+#define OVN_DETAIL_EXPAND2(...) \
+  OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(OVN_DETAIL_EXPAND1(__VA_ARGS__))))
 #define OVN_DETAIL_EXPAND1(...) __VA_ARGS__
 #define OVN_DETAIL_FOR_EACH(macro, Cls, ...) \
   __VA_OPT__(OVN_DETAIL_EXPAND(OVN_DETAIL_FOR_EACH_HELPER(macro, Cls, __VA_ARGS__)))

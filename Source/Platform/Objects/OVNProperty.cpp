@@ -10,9 +10,12 @@ void forEachAttribute(std::string_view text, Visit visit) {
   bool quoted = false;
   for (std::size_t i = 0; i <= text.size(); ++i) {
     const char c = i < text.size() ? text[i] : ',';
-    if (c == '"') quoted = !quoted;
-    else if (!quoted && c == '{') ++depth;
-    else if (!quoted && c == '}') --depth;
+    if (c == '"')
+      quoted = !quoted;
+    else if (!quoted && c == '{')
+      ++depth;
+    else if (!quoted && c == '}')
+      --depth;
     else if (c == ',' && !quoted && depth <= 0) {
       visit(text.substr(start, i - start));
       start = i + 1;

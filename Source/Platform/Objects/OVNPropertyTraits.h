@@ -25,13 +25,13 @@
 #include <type_traits>
 #include <vector>
 
+#include "Platform/Objects/OVNProperty.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNBlock.h"
 #include "Platform/Values/OVNBoxedValue.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNOrderedSet.h"
-#include "Platform/Objects/OVNProperty.h"
 #include "Platform/Values/OVNSet.h"
 #include "Platform/Values/OVNValue.h"
 
@@ -42,10 +42,10 @@ class OVNObject;
 template <class T>
 struct OVNStructEncoding;
 
-#define OVN_STRUCT_ENCODING(Type, encodingText)          \
-  template <>                                             \
-  struct OVNStructEncoding<Type> {                        \
-    static constexpr const char* value = encodingText;    \
+#define OVN_STRUCT_ENCODING(Type, encodingText)        \
+  template <>                                          \
+  struct OVNStructEncoding<Type> {                     \
+    static constexpr const char* value = encodingText; \
   }
 
 namespace ovn::detail {
@@ -79,16 +79,23 @@ struct PropertyTraits<bool> {
 template <class T>
 struct PropertyTraits<T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<T, bool>>> {
   static std::string encoding() {
-    if constexpr (std::is_same_v<T, char>) return "c";
-    else if constexpr (sizeof(T) == 1) return std::is_signed_v<T> ? "c" : "C";
-    else if constexpr (sizeof(T) == 2) return std::is_signed_v<T> ? "s" : "S";
-    else if constexpr (sizeof(T) == 4) return std::is_signed_v<T> ? "i" : "I";
-    else return std::is_signed_v<T> ? "q" : "Q";
+    if constexpr (std::is_same_v<T, char>)
+      return "c";
+    else if constexpr (sizeof(T) == 1)
+      return std::is_signed_v<T> ? "c" : "C";
+    else if constexpr (sizeof(T) == 2)
+      return std::is_signed_v<T> ? "s" : "S";
+    else if constexpr (sizeof(T) == 4)
+      return std::is_signed_v<T> ? "i" : "I";
+    else
+      return std::is_signed_v<T> ? "q" : "Q";
   }
   static constexpr const char* ownership = "";
   static OVNValue box(T v) {
-    if constexpr (std::is_signed_v<T>) return OVNNumber::integer(static_cast<std::int64_t>(v));
-    else return OVNNumber::unsignedInteger(static_cast<std::uint64_t>(v));
+    if constexpr (std::is_signed_v<T>)
+      return OVNNumber::integer(static_cast<std::int64_t>(v));
+    else
+      return OVNNumber::unsignedInteger(static_cast<std::uint64_t>(v));
   }
   static SetResult unbox(const OVNValue& v, T& out) {
     if (isNilValue(v)) return SetResult::Nil;
@@ -137,7 +144,10 @@ struct PropertyTraits<std::string> {
   static constexpr const char* ownership = "C";
   static OVNValue box(const std::string& v) { return v; }
   static SetResult unbox(const OVNValue& v, std::string& out) {
-    if (isNilValue(v)) { out.clear(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.clear();
+      return SetResult::Stored;
+    }
     const std::string* s = v.string();
     if (!s) return SetResult::Mismatch;
     out = *s;
@@ -151,7 +161,10 @@ struct PropertyTraits<OVNDate> {
   static constexpr const char* ownership = "&";
   static OVNValue box(const OVNDate& v) { return v; }
   static SetResult unbox(const OVNValue& v, OVNDate& out) {
-    if (isNilValue(v)) { out = OVNDate(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out = OVNDate();
+      return SetResult::Stored;
+    }
     auto d = v.date();
     if (!d) return SetResult::Mismatch;
     out = *d;
@@ -174,13 +187,18 @@ struct PropertyTraits<OVNValue> {
 template <class T>
 struct PropertyTraits<std::optional<T>> {
   static std::string encoding() {
-    if constexpr (std::is_arithmetic_v<T>) return "@\"NSNumber\"";
-    else return PropertyTraits<T>::encoding();
+    if constexpr (std::is_arithmetic_v<T>)
+      return "@\"NSNumber\"";
+    else
+      return PropertyTraits<T>::encoding();
   }
   static constexpr const char* ownership = std::is_same_v<T, std::string> ? "C" : "&";
   static OVNValue box(const std::optional<T>& v) { return v ? PropertyTraits<T>::box(*v) : OVNValue(); }
   static SetResult unbox(const OVNValue& v, std::optional<T>& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     T inner{};
     auto result = PropertyTraits<T>::unbox(v, inner);
     if (result == SetResult::Stored) out = std::move(inner);
@@ -198,7 +216,10 @@ template <>
 struct PropertyTraits<OVNArrayRef> : ReferenceTraits<OVNArrayRef> {
   static std::string encoding() { return "@\"NSArray\""; }
   static SetResult unbox(const OVNValue& v, OVNArrayRef& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     if (!v.isArray()) return SetResult::Mismatch;
     out = v.array();
     return SetResult::Stored;
@@ -208,7 +229,10 @@ template <>
 struct PropertyTraits<OVNDictionaryRef> : ReferenceTraits<OVNDictionaryRef> {
   static std::string encoding() { return "@\"NSDictionary\""; }
   static SetResult unbox(const OVNValue& v, OVNDictionaryRef& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     if (!v.isDictionary()) return SetResult::Mismatch;
     out = v.dictionary();
     return SetResult::Stored;
@@ -218,7 +242,10 @@ template <>
 struct PropertyTraits<OVNSetRef> : ReferenceTraits<OVNSetRef> {
   static std::string encoding() { return "@\"NSSet\""; }
   static SetResult unbox(const OVNValue& v, OVNSetRef& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     if (!v.set()) return SetResult::Mismatch;
     out = v.set();
     return SetResult::Stored;
@@ -228,7 +255,10 @@ template <>
 struct PropertyTraits<OVNOrderedSetRef> : ReferenceTraits<OVNOrderedSetRef> {
   static std::string encoding() { return "@\"NSOrderedSet\""; }
   static SetResult unbox(const OVNValue& v, OVNOrderedSetRef& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     if (!v.orderedSet()) return SetResult::Mismatch;
     out = v.orderedSet();
     return SetResult::Stored;
@@ -238,7 +268,10 @@ template <>
 struct PropertyTraits<OVNDataRef> : ReferenceTraits<OVNDataRef> {
   static std::string encoding() { return "@\"NSData\""; }
   static SetResult unbox(const OVNValue& v, OVNDataRef& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     if (!v.data()) return SetResult::Mismatch;
     out = v.data();
     return SetResult::Stored;
@@ -252,7 +285,10 @@ struct PropertyTraits<std::shared_ptr<T>, std::enable_if_t<std::is_base_of_v<OVN
   static constexpr const char* ownership = "&";
   static OVNValue box(const std::shared_ptr<T>& v) { return v ? OVNValue(v) : OVNValue(); }
   static SetResult unbox(const OVNValue& v, std::shared_ptr<T>& out) {
-    if (isNilValue(v)) { out.reset(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.reset();
+      return SetResult::Stored;
+    }
     auto typed = v.objectAs<T>();
     if (!typed) return SetResult::Mismatch;
     out = std::move(typed);
@@ -284,7 +320,10 @@ struct PropertyTraits<std::vector<T>, std::enable_if_t<!std::is_same_v<T, std::u
     return OVNArray::make(std::move(members), false);
   }
   static SetResult unbox(const OVNValue& v, std::vector<T>& out) {
-    if (isNilValue(v)) { out.clear(); return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out.clear();
+      return SetResult::Stored;
+    }
     auto array = v.array();
     if (!array) return SetResult::Mismatch;
     std::vector<T> result;
@@ -306,7 +345,10 @@ struct PropertyTraits<std::function<Signature>> {
   static constexpr const char* ownership = "C";
   static OVNValue box(const F& v) { return v ? OVNValue(OVNBlock::make(v)) : OVNValue(); }
   static SetResult unbox(const OVNValue& v, F& out) {
-    if (isNilValue(v)) { out = nullptr; return SetResult::Stored; }
+    if (isNilValue(v)) {
+      out = nullptr;
+      return SetResult::Stored;
+    }
     auto block = v.block();
     const F* function = block ? block->template as<F>() : nullptr;
     if (!function) return SetResult::Mismatch;

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/detail/OVNJSONErrorLocator.h"
+#include "Platform/Serialization/detail/OVNJSONWriter.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNError.h"
 #include "Platform/Values/OVNFormat.h"
-#include "Platform/Serialization/detail/OVNJSONErrorLocator.h"
-#include "Platform/Serialization/detail/OVNJSONWriter.h"
 
 namespace {
 
@@ -28,10 +28,10 @@ constexpr std::size_t kRetainedParserCapacity = 8 * 1024 * 1024;
 void setError(std::shared_ptr<OVNError>* error, std::int64_t code, std::string_view description,
               const std::string& detail) {
   if (!error) return;
-  *error = OVNError::errorWithDomain(
-      OVNCocoaErrorDomain, code,
-      OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(description)},
-                           {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
+  *error =
+      OVNError::errorWithDomain(OVNCocoaErrorDomain, code,
+                                OVNDictionary::make({{std::string(OVNLocalizedDescriptionKey), OVNValue(description)},
+                                                     {std::string(OVNDebugDescriptionErrorKey), OVNValue(detail)}}));
 }
 
 void setReadError(std::shared_ptr<OVNError>* error, const std::string& detail) {
@@ -124,7 +124,8 @@ class ValueBuilder {
     // Nested objects push above `base` while this one builds, and may grow the stack, so
     // this range is addressed by index, never by iterator.
     const std::size_t base = fields_.size();
-    for (simdjson::dom::key_value_pair field : object) fields_.push_back({keyPrefix(field.key), field.key, field.value});
+    for (simdjson::dom::key_value_pair field : object)
+      fields_.push_back({keyPrefix(field.key), field.key, field.value});
     const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(base);
     const std::size_t count = fields_.size() - base;
     if (count < 2) {
@@ -150,7 +151,8 @@ class ValueBuilder {
       entries.emplace_back(std::string(field.key), build(field.value));
     }
     fields_.resize(base);
-    return OVNValue(std::make_shared<OVNDictionary>(OVNDictionary::Storage::fromSortedUnique(std::move(entries)), mutable_));
+    return OVNValue(
+        std::make_shared<OVNDictionary>(OVNDictionary::Storage::fromSortedUnique(std::move(entries)), mutable_));
   }
 
   bool mutable_;
@@ -202,7 +204,8 @@ OVNDataRef OVNJSONSerialization::dataWithJSONObject(const OVNValue& value, unsig
                                                     std::shared_ptr<OVNError>* error) {
   const bool container = value.isArray() || value.isDictionary();
   if (!container && !(options & OVNJSONWritingFragmentsAllowed)) {
-    setError(error, OVNPropertyListWriteInvalidError, "The data couldn\u2019t be written because it isn\u2019t in the correct format.",
+    setError(error, OVNPropertyListWriteInvalidError,
+             "The data couldn\u2019t be written because it isn\u2019t in the correct format.",
              "Invalid top-level type in JSON write (" + value.className() + ").");
     return nullptr;
   }

@@ -28,10 +28,10 @@ enum OVNJSONReadingOptions : unsigned {
 
 //! Writing options, with the platform's values; combine with `|`.
 enum OVNJSONWritingOptions : unsigned {
-  OVNJSONWritingPrettyPrinted = 1,            // two-space indentation, "key" : value
-  OVNJSONWritingSortedKeys = 2,               // accepted; keys are always written sorted
-  OVNJSONWritingFragmentsAllowed = 4,         // allow a top-level value that is not a container
-  OVNJSONWritingWithoutEscapingSlashes = 8,   // write "/" rather than "\/"
+  OVNJSONWritingPrettyPrinted = 1,           // two-space indentation, "key" : value
+  OVNJSONWritingSortedKeys = 2,              // accepted; keys are always written sorted
+  OVNJSONWritingFragmentsAllowed = 4,        // allow a top-level value that is not a container
+  OVNJSONWritingWithoutEscapingSlashes = 8,  // write "/" rather than "\/"
 };
 
 class OVNJSONSerialization {

@@ -9,19 +9,19 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/Values/OVNBoxedValue.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNData.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
-#include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
-#include "Platform/Values/OVNSet.h"
 #include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
 #include "Platform/Serialization/detail/OVNArchiveKeys.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBoxedValue.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Values/OVNFormat.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Values/OVNSet.h"
 
 OVN_PROPERTIES(OVNKeyedArchiver, (outputFormat, setOutputFormat))
 
@@ -75,8 +75,7 @@ class OVNKeyedArchiver::Encoder {
 
   std::optional<std::uint64_t> encode(const OVNValue& value, std::string_view key) {
     switch (value.kind()) {
-      case OVNValueKind::Missing:
-        return 0;
+      case OVNValueKind::Missing: return 0;
       case OVNValueKind::Null:
         if (!s_.null) s_.null = add(objectOf(registeredClass("NSNull")));
         return s_.null;
@@ -110,8 +109,7 @@ class OVNKeyedArchiver::Encoder {
         }
         return it->second;
       }
-      case OVNValueKind::Data:
-        return shared(value, value.data().get(), [&](std::uint64_t) { return value; });
+      case OVNValueKind::Data: return shared(value, value.data().get(), [&](std::uint64_t) { return value; });
       case OVNValueKind::Boxed: {
         const OVNBoxedValue& boxed = *value.boxed();
         return shared(value, &boxed, [&](std::uint64_t) -> std::optional<OVNValue> {
@@ -123,18 +121,15 @@ class OVNKeyedArchiver::Encoder {
           return OVNValue(fields);
         });
       }
-      case OVNValueKind::Array:
-        return collection(value, value.array().get(), value.array()->members(), key);
+      case OVNValueKind::Array: return collection(value, value.array().get(), value.array()->members(), key);
       case OVNValueKind::Set: {
         const OVNSet& set = *value.set();
         return collection(value, &set, std::vector<OVNValue>(set.begin(), set.end()), key);
       }
       case OVNValueKind::OrderedSet:
         return collection(value, value.orderedSet().get(), value.orderedSet()->members(), key);
-      case OVNValueKind::Dictionary:
-        return dictionary(value, key);
-      case OVNValueKind::Object:
-        return object(value, key);
+      case OVNValueKind::Dictionary: return dictionary(value, key);
+      case OVNValueKind::Object: return object(value, key);
       case OVNValueKind::Block:
         fail(OVNFormat("the value for key '%@' is a block, which cannot be archived", key));
         return std::nullopt;

@@ -6,19 +6,19 @@
 #include <unordered_set>
 #include <utility>
 
-#include "Platform/Values/OVNArray.h"
-#include "Platform/Values/OVNBoxedValue.h"
 #include "Platform/Objects/OVNClass.h"
-#include "Platform/Values/OVNData.h"
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
-#include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
-#include "Platform/Values/OVNSet.h"
 #include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
 #include "Platform/Serialization/detail/OVNArchiveKeys.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNBoxedValue.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Values/OVNFormat.h"
+#include "Platform/Values/OVNOrderedSet.h"
+#include "Platform/Values/OVNSet.h"
 
 OVN_PROPERTIES(OVNKeyedUnarchiver)
 
@@ -168,20 +168,13 @@ class OVNKeyedUnarchiver::Decoder {
   bool entry(const OVNValue& stored, const ClassList* allowed, const ClassList* expected, Entry& out) {
     const char* primitive = nullptr;
     switch (stored.kind()) {
-      case OVNValueKind::String:
-        primitive = "NSString";
-        break;
-      case OVNValueKind::Number:
-        primitive = "NSNumber";
-        break;
-      case OVNValueKind::Data:
-        primitive = "NSData";
-        break;
+      case OVNValueKind::String: primitive = "NSString"; break;
+      case OVNValueKind::Number: primitive = "NSNumber"; break;
+      case OVNValueKind::Data: primitive = "NSData"; break;
       case OVNValueKind::Dictionary:
         if (archiveUIDValue(stored)) return fail("a reference stands where an object belongs");
         return classed(*stored.dictionary(), allowed, expected, out);
-      default:
-        return fail("an archived object has an invalid form");
+      default: return fail("an archived object has an invalid form");
     }
     const OVNClass* cls = OVNClass::named(primitive);
     if (!permitted(*cls, allowed, expected)) return false;
@@ -285,9 +278,7 @@ class OVNKeyedUnarchiver::Decoder {
         out.value = OVNDate(seconds->doubleValue());
         return true;
       }
-      case OVNValueKind::Null:
-        out.value = OVNValue::null();
-        return true;
+      case OVNValueKind::Null: out.value = OVNValue::null(); return true;
       case OVNValueKind::Number: {
         const OVNValue stored = fields.objectForKey(kUnsignedKey);
         const OVNNumber* number = stored.number();
@@ -302,8 +293,7 @@ class OVNKeyedUnarchiver::Decoder {
         out.value = std::make_shared<const OVNBoxedValue>(*encoding->string(), bytes->data()->bytes());
         return true;
       }
-      default:
-        return fail(OVNFormat("objects of class '%@' cannot be unarchived", cls.name()));
+      default: return fail(OVNFormat("objects of class '%@' cannot be unarchived", cls.name()));
     }
   }
 

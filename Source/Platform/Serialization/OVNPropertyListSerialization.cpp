@@ -7,14 +7,14 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
+#include "Platform/Serialization/detail/OVNArchiveXMLPlist.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNError.h"
 #include "Platform/Values/OVNFormat.h"
-#include "Platform/Text/OVNString.h"
-#include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
-#include "Platform/Serialization/detail/OVNArchiveXMLPlist.h"
 
 namespace {
 void report(std::shared_ptr<OVNError>* error, std::int64_t code, const std::string& description,
@@ -72,10 +72,8 @@ class ValidityCheck {
     size = 1;
     const bool openStep = format_ == OVNPropertyListOpenStepFormat;
     switch (value.kind()) {
-      case OVNValueKind::String:
-        return text(*value.string());
-      case OVNValueKind::Data:
-        return std::nullopt;
+      case OVNValueKind::String: return text(*value.string());
+      case OVNValueKind::Data: return std::nullopt;
       case OVNValueKind::Number:
       case OVNValueKind::Date:
         if (!openStep) return std::nullopt;
@@ -103,10 +101,8 @@ class ValidityCheck {
           return std::nullopt;
         });
       }
-      case OVNValueKind::Missing:
-        return std::string("property lists cannot contain missing values (nil)");
-      default:
-        break;
+      case OVNValueKind::Missing: return std::string("property lists cannot contain missing values (nil)");
+      default: break;
     }
     return OVNFormat("property lists cannot contain objects of type '%@'", value.className());
   }

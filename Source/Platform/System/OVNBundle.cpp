@@ -8,8 +8,8 @@
 #include <system_error>
 #include <vector>
 
-#include "Platform/Text/OVNLocale.h"
 #include "Platform/System/OVNStringsFile.h"
+#include "Platform/Text/OVNLocale.h"
 
 namespace fs = std::filesystem;
 

@@ -16,8 +16,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNValue.h"
 
 class OVNBundle;

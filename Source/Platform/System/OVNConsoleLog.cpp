@@ -3,8 +3,8 @@
 #include <errno.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <memory>

@@ -168,15 +168,9 @@ class Parser {
       if (atEnd()) return std::nullopt;
       const char e = s_[i_++];
       switch (e) {
-        case 'n':
-          out.push_back('\n');
-          break;
-        case 't':
-          out.push_back('\t');
-          break;
-        case 'r':
-          out.push_back('\r');
-          break;
+        case 'n': out.push_back('\n'); break;
+        case 't': out.push_back('\t'); break;
+        case 'r': out.push_back('\r'); break;
         case 'U':
         case 'u': {
           auto unit = readHexUnit();
@@ -193,9 +187,7 @@ class Parser {
           OVNString::appendCodePoint(out, cp);
           break;
         }
-        default:
-          out.push_back(e);
-          break;  // \" \\ and any other character stand for themselves
+        default: out.push_back(e); break;  // \" \\ and any other character stand for themselves
       }
     }
     return std::nullopt;  // unterminated

@@ -5,10 +5,10 @@
 
 #include <utility>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
 #include "Platform/Text/detail/OVNICUString.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNRegularExpression, pattern, options)
 

@@ -21,8 +21,8 @@
 
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
-#include "Platform/Values/OVNRange.h"
 #include "Platform/Text/OVNTextCheckingResult.h"
+#include "Platform/Values/OVNRange.h"
 
 using OVNRegularExpressionOptions = std::uint64_t;
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionCaseInsensitive = 1 << 0;
@@ -32,7 +32,6 @@ inline constexpr OVNRegularExpressionOptions OVNRegularExpressionDotMatchesLineS
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionAnchorsMatchLines = 1 << 4;
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionUseUnixLineSeparators = 1 << 5;
 inline constexpr OVNRegularExpressionOptions OVNRegularExpressionUseUnicodeWordBoundaries = 1 << 6;
-
 
 //! Gives the replacement text of one match: the match's result and its text.
 using OVNRegularExpressionReplacement =

@@ -8,10 +8,10 @@
 #include <mutex>
 #include <utility>
 
-#include "Platform/Text/OVNCharacterSet.h"
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
+#include "Platform/Text/OVNCharacterSet.h"
 #include "Platform/Text/detail/OVNICUString.h"
+#include "Platform/Values/OVNFormat.h"
 
 namespace {
 // Length of the well-formed UTF-8 sequence at `i` (1 to 4), or 0 when it is malformed.
@@ -20,10 +20,17 @@ std::size_t sequenceLength(std::string_view s, std::size_t i) {
   std::size_t n;
   unsigned minimum;
   if (b0 < 0x80) return 1;
-  if ((b0 & 0xE0) == 0xC0) { n = 2; minimum = 0x80; }
-  else if ((b0 & 0xF0) == 0xE0) { n = 3; minimum = 0x800; }
-  else if ((b0 & 0xF8) == 0xF0) { n = 4; minimum = 0x10000; }
-  else return 0;
+  if ((b0 & 0xE0) == 0xC0) {
+    n = 2;
+    minimum = 0x80;
+  } else if ((b0 & 0xF0) == 0xE0) {
+    n = 3;
+    minimum = 0x800;
+  } else if ((b0 & 0xF8) == 0xF0) {
+    n = 4;
+    minimum = 0x10000;
+  } else
+    return 0;
   if (i + n > s.size()) return 0;
   unsigned code = b0 & (0x7F >> n);
   for (std::size_t k = 1; k < n; ++k) {

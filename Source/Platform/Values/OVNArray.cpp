@@ -19,8 +19,8 @@ OVNArrayRef OVNArray::make(std::vector<OVNValue> members, bool isMutable) {
 
 const OVNValue& OVNArray::at(std::size_t index) const {
   if (index >= members_.size()) {
-    OVNException::raise(OVNRangeException, OVNFormat("index %lu beyond bounds [0 .. %ld]", index,
-                                                     static_cast<long>(members_.size()) - 1));
+    OVNException::raise(OVNRangeException,
+                        OVNFormat("index %lu beyond bounds [0 .. %ld]", index, static_cast<long>(members_.size()) - 1));
   }
   return members_[index];
 }
@@ -44,7 +44,8 @@ void OVNArray::requireMutable(const char* operation) const {
 
 void OVNArray::requireValue(const OVNValue& value, const char* operation) const {
   if (value.isMissing()) {
-    OVNException::raise(OVNInvalidArgumentException, OVNFormat("-[NSMutableArray %s]: object cannot be nil", operation));
+    OVNException::raise(OVNInvalidArgumentException,
+                        OVNFormat("-[NSMutableArray %s]: object cannot be nil", operation));
   }
 }
 

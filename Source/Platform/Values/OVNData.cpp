@@ -21,7 +21,7 @@ std::string OVNData::description() const {
     }
     return out;
   };
-  std::string bytesText = bytes_.size() <= 24 ? hex(0, bytes_.size())
-                                              : hex(0, 8) + " ... " + hex(bytes_.size() - 8, bytes_.size());
+  std::string bytesText =
+      bytes_.size() <= 24 ? hex(0, bytes_.size()) : hex(0, 8) + " ... " + hex(bytes_.size() - 8, bytes_.size());
   return "{length = " + std::to_string(bytes_.size()) + ", bytes = 0x" + bytesText + "}";
 }

@@ -15,9 +15,7 @@ class OVNDate {
   static OVNDate now();
   static constexpr OVNDate distantFuture() { return OVNDate(63113904000.0); }
   static constexpr OVNDate distantPast() { return OVNDate(-63114076800.0); }
-  static constexpr OVNDate dateWithTimeIntervalSince1970(double seconds) {
-    return OVNDate(seconds - 978307200.0);
-  }
+  static constexpr OVNDate dateWithTimeIntervalSince1970(double seconds) { return OVNDate(seconds - 978307200.0); }
   static OVNDate dateWithTimeIntervalSinceNow(double seconds);
 
   constexpr double timeIntervalSinceReferenceDate() const { return seconds_; }

@@ -1,12 +1,11 @@
 #include "Platform/Values/OVNDictionary.h"
 
 #include "Platform/Objects/OVNException.h"
-#include "Platform/Values/OVNFormat.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Values/OVNFormat.h"
 #include "Platform/Values/detail/OVNDescription.h"
 
-OVNDictionaryRef OVNDictionary::make(std::initializer_list<std::pair<std::string, OVNValue>> entries,
-                                     bool isMutable) {
+OVNDictionaryRef OVNDictionary::make(std::initializer_list<std::pair<std::string, OVNValue>> entries, bool isMutable) {
   Storage storage;
   for (const auto& [key, value] : entries) {
     if (value.isMissing()) continue;
@@ -48,8 +47,10 @@ void OVNDictionary::set(std::string_view key, OVNValue value) {
     return;
   }
   auto it = entries_.find(key);
-  if (it != entries_.end()) it->second = std::move(value);
-  else entries_.emplace(std::string(key), std::move(value));
+  if (it != entries_.end())
+    it->second = std::move(value);
+  else
+    entries_.emplace(std::string(key), std::move(value));
 }
 
 void OVNDictionary::remove(std::string_view key) {
@@ -83,8 +84,10 @@ void OVNDictionary::setValueForKeyPath(OVNValue value, std::string_view keyPath)
   }
   const OVNValue next = objectForKey(keyPath.substr(0, dot));
   const auto rest = keyPath.substr(dot + 1);
-  if (auto nested = next.dictionary()) nested->setValueForKeyPath(std::move(value), rest);
-  else if (auto object = next.object()) object->setValueForKeyPath(value, rest);
+  if (auto nested = next.dictionary())
+    nested->setValueForKeyPath(std::move(value), rest);
+  else if (auto object = next.object())
+    object->setValueForKeyPath(value, rest);
 }
 
 bool OVNDictionary::isEqual(const OVNDictionary& other) const { return entries_ == other.entries_; }

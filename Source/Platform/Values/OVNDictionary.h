@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Values/OVNValue.h"
 #include "Platform/Values/OVNDictionaryStorage.h"
+#include "Platform/Values/OVNValue.h"
 
 class OVNDictionary {
  public:

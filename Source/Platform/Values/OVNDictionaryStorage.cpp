@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-
 namespace {
 
 bool keyLess(const OVNDictionaryStorage::value_type& entry, std::string_view key) { return entry.first < key; }
@@ -56,4 +55,3 @@ bool OVNDictionaryStorage::insert_or_assign(std::string key, OVNValue value) {
   entries_.emplace(it, std::move(key), std::move(value));
   return true;
 }
-

@@ -48,4 +48,3 @@ class OVNDictionaryStorage {
  private:
   std::vector<value_type> entries_;
 };
-

@@ -14,7 +14,8 @@ std::int64_t asSigned(const OVNFormatArgument::Storage& arg) {
 
 std::uint64_t asUnsigned(const OVNFormatArgument::Storage& arg) {
   if (auto v = std::get_if<std::uint64_t>(&arg)) return *v;
-  if (auto value = std::get_if<OVNValue>(&arg); value && value->number()) return value->number()->unsignedLongLongValue();
+  if (auto value = std::get_if<OVNValue>(&arg); value && value->number())
+    return value->number()->unsignedLongLongValue();
   return static_cast<std::uint64_t>(asSigned(arg));
 }
 
@@ -113,8 +114,10 @@ std::string OVNFormatList(std::string_view format, const OVNFormatArgument* argu
       }
       case 'p': {
         const void* p = asPointer(arg);
-        if (!p) out += "0x0";
-        else appendPrintf(out, spec + "p", p);
+        if (!p)
+          out += "0x0";
+        else
+          appendPrintf(out, spec + "p", p);
         break;
       }
       default: appendPrintf(out, spec + conversion, asDouble(arg)); break;

@@ -23,7 +23,8 @@ class OVNFormatArgument {
   OVNFormatArgument(const std::string& v) : value_(OVNValue(v)) {}
   OVNFormatArgument(std::string_view v) : value_(OVNValue(v)) {}
   OVNFormatArgument(const void* v) : value_(v) {}
-  template <class T, std::enable_if_t<std::is_integral_v<T> && std::is_signed_v<T> && !std::is_same_v<T, bool>, int> = 0>
+  template <class T,
+            std::enable_if_t<std::is_integral_v<T> && std::is_signed_v<T> && !std::is_same_v<T, bool>, int> = 0>
   OVNFormatArgument(T v) : value_(static_cast<std::int64_t>(v)) {}
   template <class T, std::enable_if_t<std::is_integral_v<T> && std::is_unsigned_v<T>, int> = 0>
   OVNFormatArgument(T v) : value_(static_cast<std::uint64_t>(v)) {}

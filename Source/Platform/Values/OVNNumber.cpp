@@ -13,8 +13,7 @@ std::int64_t OVNNumber::longLongValue() const {
       if (double_ <= -9.2233720368547758e18) return std::numeric_limits<std::int64_t>::min();
       return static_cast<std::int64_t>(double_);
     }
-    default:
-      return int_;
+    default: return int_;
   }
 }
 
@@ -24,8 +23,7 @@ std::uint64_t OVNNumber::unsignedLongLongValue() const {
       if (std::isnan(double_) || double_ <= 0) return static_cast<std::uint64_t>(longLongValue());
       if (double_ >= 1.8446744073709552e19) return std::numeric_limits<std::uint64_t>::max();
       return static_cast<std::uint64_t>(double_);
-    default:
-      return unsigned_;
+    default: return unsigned_;
   }
 }
 
@@ -91,7 +89,8 @@ std::size_t OVNNumber::hash() const {
     }
     return std::hash<double>()(double_);
   }
-  if (kind_ == OVNNumberKind::Unsigned && unsigned_ > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+  if (kind_ == OVNNumberKind::Unsigned &&
+      unsigned_ > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
     return std::hash<std::uint64_t>()(unsigned_);
   }
   return std::hash<std::int64_t>()(int_);

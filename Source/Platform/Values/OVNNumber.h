@@ -12,16 +12,16 @@ enum class OVNNumberKind : std::uint8_t { Boolean, Integer, Unsigned, Floating }
 class OVNNumber {
  public:
   constexpr OVNNumber() = default;
-  static constexpr OVNNumber boolean(bool v) { return OVNNumber(OVNNumberKind::Boolean, v ? 1 : 0, v ? 1u : 0u, v ? 1.0 : 0.0); }
+  static constexpr OVNNumber boolean(bool v) {
+    return OVNNumber(OVNNumberKind::Boolean, v ? 1 : 0, v ? 1u : 0u, v ? 1.0 : 0.0);
+  }
   static constexpr OVNNumber integer(std::int64_t v) {
     return OVNNumber(OVNNumberKind::Integer, v, static_cast<std::uint64_t>(v), static_cast<double>(v));
   }
   static constexpr OVNNumber unsignedInteger(std::uint64_t v) {
     return OVNNumber(OVNNumberKind::Unsigned, static_cast<std::int64_t>(v), v, static_cast<double>(v));
   }
-  static constexpr OVNNumber floating(double v) {
-    return OVNNumber(OVNNumberKind::Floating, 0, 0, v);
-  }
+  static constexpr OVNNumber floating(double v) { return OVNNumber(OVNNumberKind::Floating, 0, 0, v); }
 
   constexpr OVNNumberKind kind() const { return kind_; }
   constexpr bool isBoolean() const { return kind_ == OVNNumberKind::Boolean; }

@@ -15,8 +15,8 @@ OVNOrderedSetRef OVNOrderedSet::make(std::initializer_list<OVNValue> members, bo
 
 const OVNValue& OVNOrderedSet::at(std::size_t index) const {
   if (index >= members_.size()) {
-    OVNException::raise(OVNRangeException, OVNFormat("index %lu beyond bounds [0 .. %ld]", index,
-                                                     static_cast<long>(members_.size()) - 1));
+    OVNException::raise(OVNRangeException,
+                        OVNFormat("index %lu beyond bounds [0 .. %ld]", index, static_cast<long>(members_.size()) - 1));
   }
   return members_[index];
 }
@@ -35,7 +35,8 @@ void OVNOrderedSet::requireMutable(const char* operation) const {
 
 void OVNOrderedSet::add(OVNValue value) {
   requireMutable("addObject:");
-  if (value.isMissing()) OVNException::raise(OVNInvalidArgumentException, "-[NSMutableOrderedSet addObject:]: object cannot be nil");
+  if (value.isMissing())
+    OVNException::raise(OVNInvalidArgumentException, "-[NSMutableOrderedSet addObject:]: object cannot be nil");
   if (index_.insert(value).second) members_.push_back(std::move(value));
 }
 

@@ -18,6 +18,4 @@ struct OVNRange {
   friend bool operator==(const OVNRange&, const OVNRange&) = default;
 };
 
-inline constexpr OVNRange OVNMakeRange(std::size_t location, std::size_t length) {
-  return OVNRange{location, length};
-}
+inline constexpr OVNRange OVNMakeRange(std::size_t location, std::size_t length) { return OVNRange{location, length}; }

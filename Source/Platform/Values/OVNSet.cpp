@@ -24,7 +24,8 @@ void OVNSet::requireMutable(const char* operation) const {
 
 void OVNSet::add(OVNValue value) {
   requireMutable("addObject:");
-  if (value.isMissing()) OVNException::raise(OVNInvalidArgumentException, "-[NSMutableSet addObject:]: object cannot be nil");
+  if (value.isMissing())
+    OVNException::raise(OVNInvalidArgumentException, "-[NSMutableSet addObject:]: object cannot be nil");
   members_.insert(std::move(value));
 }
 

@@ -6,13 +6,13 @@
 #include <cstdlib>
 #include <functional>
 
+#include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNBlock.h"
 #include "Platform/Values/OVNBoxedValue.h"
-#include "Platform/Objects/OVNClass.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNOrderedSet.h"
 #include "Platform/Values/OVNSet.h"
 #include "Platform/Values/detail/OVNDescription.h"

@@ -59,7 +59,7 @@ struct OVNNull {};
 
 class OVNValue {
  public:
-  OVNValue() = default;  // missing
+  OVNValue() = default;        // missing
   OVNValue(std::nullptr_t) {}  // missing, as a nil object pointer would be
   OVNValue(OVNNull) : storage_(OVNNull{}) {}
   OVNValue(bool v) : storage_(OVNNumber::boolean(v)) {}

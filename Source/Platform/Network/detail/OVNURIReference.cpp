@@ -96,15 +96,11 @@ bool platformAllows(unsigned char c, OVNURIReference::Part part) {
   const bool base = isUnreserved(c) || isSubDelim(c);
   switch (part) {
     case Part::User:
-    case Part::Password:
-      return base;
-    case Part::Host:
-      return base || c == ':' || c == '[' || c == ']';
-    case Part::Path:
-      return (base && c != ';') || c == ':' || c == '@' || c == '/';
+    case Part::Password: return base;
+    case Part::Host: return base || c == ':' || c == '[' || c == ']';
+    case Part::Path: return (base && c != ';') || c == ':' || c == '@' || c == '/';
     case Part::Query:
-    case Part::Fragment:
-      return base || c == ':' || c == '@' || c == '/' || c == '?';
+    case Part::Fragment: return base || c == ':' || c == '@' || c == '/' || c == '?';
   }
   return false;
 }
@@ -114,17 +110,12 @@ bool grammarAllows(unsigned char c, OVNURIReference::Part part) {
   using Part = OVNURIReference::Part;
   const bool base = isUnreserved(c) || isSubDelim(c);
   switch (part) {
-    case Part::User:
-      return base;
-    case Part::Password:
-      return base || c == ':';
-    case Part::Host:
-      return base;
-    case Part::Path:
-      return base || c == ':' || c == '@' || c == '/';
+    case Part::User: return base;
+    case Part::Password: return base || c == ':';
+    case Part::Host: return base;
+    case Part::Path: return base || c == ':' || c == '@' || c == '/';
     case Part::Query:
-    case Part::Fragment:
-      return base || c == ':' || c == '@' || c == '/' || c == '?';
+    case Part::Fragment: return base || c == ':' || c == '@' || c == '/' || c == '?';
   }
   return false;
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"
 
 namespace ovn::detail {
@@ -36,8 +36,7 @@ class KeyPathRelay : public OVNObject {
     if (previous) previous->removeObserver(*this, restPath_, nullptr);
   }
 
-  void observeValueForKeyPath(const std::string&, const OVNObjectRef&, const OVNDictionaryRef& change,
-                              void*) override {
+  void observeValueForKeyPath(const std::string&, const OVNObjectRef&, const OVNDictionaryRef& change, void*) override {
     // The leaf's old and new values are the whole path's old and new values.
     if (auto outer = outer_.lock(); outer && outer->active.load()) root_.deliver(*outer, change);
   }
@@ -89,8 +88,8 @@ void ObservationInfo::add(OVNObject& observer, std::string_view keyPath, std::ui
   observation->options = options;
   observation->context = context;
   if (observation->firstKey.size() < keyPath.size()) {
-    observation->relay = OVNMake<KeyPathRelay>(*this, observation, std::string(keyPath.substr(observation->firstKey.size() + 1)),
-                                               options);
+    observation->relay = OVNMake<KeyPathRelay>(*this, observation,
+                                               std::string(keyPath.substr(observation->firstKey.size() + 1)), options);
     observation->relay->retarget(owner_.valueForKey(observation->firstKey));
   }
   {
@@ -146,7 +145,8 @@ void ObservationInfo::willChange(std::string_view key) {
     OVNValue old;
     if (observation->options & (OVNKeyValueObservingOptionOld | OVNKeyValueObservingOptionPrior)) {
       auto it = oldValues.find(observation->keyPath);
-      if (it == oldValues.end()) it = oldValues.emplace(observation->keyPath, owner_.valueForKeyPath(observation->keyPath)).first;
+      if (it == oldValues.end())
+        it = oldValues.emplace(observation->keyPath, owner_.valueForKeyPath(observation->keyPath)).first;
       old = it->second;
     }
     pending.registrations.emplace_back(std::move(observation), std::move(old));

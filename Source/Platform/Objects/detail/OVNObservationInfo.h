@@ -17,15 +17,15 @@ namespace ovn::detail {
 class KeyPathRelay;
 
 struct Observation {
-  OVNObject* observer = nullptr;           // identity, for removal
-  std::weak_ptr<OVNObject> weakObserver;   // liveness, when the observer is shared
+  OVNObject* observer = nullptr;          // identity, for removal
+  std::weak_ptr<OVNObject> weakObserver;  // liveness, when the observer is shared
   bool observerIsShared = false;
   std::string keyPath;
   std::string firstKey;
   std::uint64_t options = 0;
   void* context = nullptr;
   std::atomic<bool> active{true};
-  std::shared_ptr<KeyPathRelay> relay;     // follows the levels of a dotted key path
+  std::shared_ptr<KeyPathRelay> relay;  // follows the levels of a dotted key path
 };
 using ObservationRef = std::shared_ptr<Observation>;
 

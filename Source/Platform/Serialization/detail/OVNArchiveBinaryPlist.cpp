@@ -25,13 +25,11 @@ std::optional<std::uint64_t> archiveUIDValue(const OVNValue& value) {
   const OVNNumber* number = uid.number();
   if (!number) return std::nullopt;
   switch (number->kind()) {
-    case OVNNumberKind::Unsigned:
-      return number->unsignedLongLongValue();
+    case OVNNumberKind::Unsigned: return number->unsignedLongLongValue();
     case OVNNumberKind::Integer:
       if (number->longLongValue() < 0) return std::nullopt;
       return static_cast<std::uint64_t>(number->longLongValue());
-    default:
-      return std::nullopt;
+    default: return std::nullopt;
   }
 }
 
@@ -156,8 +154,7 @@ class BinaryReader {
           return true;
         }
         return fail("object " + std::to_string(index) + " has an unsupported type");
-      case 0x1:
-        return integer(pos, info, out);
+      case 0x1: return integer(pos, info, out);
       case 0x2: {
         if (info != 2 && info != 3) return fail("a real has an invalid size");
         const std::size_t n = std::size_t{1} << info;
@@ -206,12 +203,9 @@ class BinaryReader {
         out = archiveUID(readBigEndian(data_ + pos, n));
         return true;
       }
-      case 0xA:
-        return array(pos, info, depth, out, size);
-      case 0xD:
-        return dictionary(pos, info, depth, out, size);
-      default:
-        return fail("object " + std::to_string(index) + " has an unsupported type");
+      case 0xA: return array(pos, info, depth, out, size);
+      case 0xD: return dictionary(pos, info, depth, out, size);
+      default: return fail("object " + std::to_string(index) + " has an unsupported type");
     }
   }
 
@@ -394,8 +388,7 @@ class BinaryWriter {
       return it->second;
     }
     switch (value.kind()) {
-      case OVNValueKind::String:
-        return string(*value.string());
+      case OVNValueKind::String: return string(*value.string());
       case OVNValueKind::Number: {
         const OVNNumber n = *value.number();
         std::uint64_t bits = n.unsignedLongLongValue();
@@ -452,8 +445,7 @@ class BinaryWriter {
         objects_[index].refs = std::move(refs);
         return index;
       }
-      default:
-        return std::nullopt;  // refused earlier by the validity check
+      default: return std::nullopt;  // refused earlier by the validity check
     }
   }
 
@@ -485,15 +477,9 @@ class BinaryWriter {
 
   void write(const Object& object, std::size_t refSize) {
     switch (object.kind) {
-      case Kind::String:
-        writeString(object.text);
-        break;
-      case Kind::Number:
-        writeNumber(object.number);
-        break;
-      case Kind::Date:
-        appendReal(0x33, object.date);
-        break;
+      case Kind::String: writeString(object.text); break;
+      case Kind::Number: writeNumber(object.number); break;
+      case Kind::Date: appendReal(0x33, object.date); break;
       case Kind::Data:
         appendMarker(0x4, object.data->length());
         out_.insert(out_.end(), object.data->bytes().begin(), object.data->bytes().end());
@@ -515,12 +501,8 @@ class BinaryWriter {
 
   void writeNumber(const OVNNumber& n) {
     switch (n.kind()) {
-      case OVNNumberKind::Boolean:
-        out_.push_back(n.boolValue() ? 0x09 : 0x08);
-        return;
-      case OVNNumberKind::Floating:
-        appendReal(0x23, n.doubleValue());
-        return;
+      case OVNNumberKind::Boolean: out_.push_back(n.boolValue() ? 0x09 : 0x08); return;
+      case OVNNumberKind::Floating: appendReal(0x23, n.doubleValue()); return;
       case OVNNumberKind::Unsigned:
         if (n.unsignedLongLongValue() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
           out_.push_back(0x14);  // beyond the signed range: 128 bits, high half zero

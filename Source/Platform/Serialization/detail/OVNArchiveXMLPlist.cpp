@@ -7,11 +7,11 @@
 #include <limits>
 #include <memory>
 
+#include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Text/OVNString.h"
-#include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
 
 namespace ovn::detail {
 namespace {
@@ -67,8 +67,7 @@ class XMLReader {
         out = OVNValue(b != 0);
         return true;
       }
-      case PLIST_UINT:
-        return integer(node, out);
+      case PLIST_UINT: return integer(node, out);
       case PLIST_REAL: {
         double d = 0;
         plist_get_real_val(node, &d);
@@ -90,8 +89,7 @@ class XMLReader {
         out = OVNValue(OVNData::make(std::vector<std::uint8_t>(bytes, bytes + length)));
         return true;
       }
-      case PLIST_DATE:
-        return date(node, out);
+      case PLIST_DATE: return date(node, out);
       case PLIST_UID: {
         std::uint64_t uid = 0;
         plist_get_uid_val(node, &uid);
@@ -111,10 +109,8 @@ class XMLReader {
         out = OVNValue(std::make_shared<OVNArray>(std::move(members), mutable_));
         return true;
       }
-      case PLIST_DICT:
-        return dictionary(node, depth, out);
-      default:
-        return fail("an element has an unsupported type");
+      case PLIST_DICT: return dictionary(node, depth, out);
+      default: return fail("an element has an unsupported type");
     }
   }
 
@@ -203,17 +199,13 @@ plist_t nodeThroughBinary(const OVNValue& scalar) {
 
 plist_t build(const OVNValue& value) {
   switch (value.kind()) {
-    case OVNValueKind::String:
-      return plist_new_string(value.string()->c_str());
+    case OVNValueKind::String: return plist_new_string(value.string()->c_str());
     case OVNValueKind::Number: {
       const OVNNumber n = *value.number();
       switch (n.kind()) {
-        case OVNNumberKind::Boolean:
-          return plist_new_bool(n.boolValue() ? 1 : 0);
-        case OVNNumberKind::Floating:
-          return plist_new_real(n.doubleValue());
-        case OVNNumberKind::Integer:
-          return plist_new_uint(static_cast<std::uint64_t>(n.longLongValue()));
+        case OVNNumberKind::Boolean: return plist_new_bool(n.boolValue() ? 1 : 0);
+        case OVNNumberKind::Floating: return plist_new_real(n.doubleValue());
+        case OVNNumberKind::Integer: return plist_new_uint(static_cast<std::uint64_t>(n.longLongValue()));
         case OVNNumberKind::Unsigned:
           if (n.unsignedLongLongValue() <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
             return plist_new_uint(n.unsignedLongLongValue());
@@ -222,8 +214,7 @@ plist_t build(const OVNValue& value) {
       }
       return nullptr;
     }
-    case OVNValueKind::Date:
-      return nodeThroughBinary(value);
+    case OVNValueKind::Date: return nodeThroughBinary(value);
     case OVNValueKind::Data: {
       const auto& bytes = value.data()->bytes();
       static const char empty = 0;
@@ -247,8 +238,7 @@ plist_t build(const OVNValue& value) {
       }
       return dictionary.release();
     }
-    default:
-      return nullptr;  // refused earlier by the validity check
+    default: return nullptr;  // refused earlier by the validity check
   }
 }
 }  // namespace

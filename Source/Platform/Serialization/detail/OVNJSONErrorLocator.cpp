@@ -30,7 +30,12 @@ class Scanner {
       const char c = text_[at_];
       switch (expect) {
         case Expect::ValueOrEnd:
-          if (c == ']') { stack.pop_back(); ++at_; expect = Expect::CommaOrEnd; continue; }
+          if (c == ']') {
+            stack.pop_back();
+            ++at_;
+            expect = Expect::CommaOrEnd;
+            continue;
+          }
           [[fallthrough]];
         case Expect::Value:
           if (c == '[' || c == '{') {
@@ -44,7 +49,12 @@ class Scanner {
           expect = Expect::CommaOrEnd;
           continue;
         case Expect::KeyOrEnd:
-          if (c == '}') { stack.pop_back(); ++at_; expect = Expect::CommaOrEnd; continue; }
+          if (c == '}') {
+            stack.pop_back();
+            ++at_;
+            expect = Expect::CommaOrEnd;
+            continue;
+          }
           [[fallthrough]];
         case Expect::Key:
           if (c != '"') return fail("expected a string key");
@@ -58,7 +68,11 @@ class Scanner {
           continue;
         case Expect::CommaOrEnd:
           if (stack.empty()) return fail("unexpected text after the JSON value");
-          if (c == ',') { ++at_; expect = stack.back() == '[' ? Expect::Value : Expect::Key; continue; }
+          if (c == ',') {
+            ++at_;
+            expect = stack.back() == '[' ? Expect::Value : Expect::Key;
+            continue;
+          }
           if ((c == ']' && stack.back() == '[') || (c == '}' && stack.back() == '{')) {
             stack.pop_back();
             ++at_;
@@ -119,9 +133,15 @@ class Scanner {
     ++at_;  // opening quote
     while (at_ < text_.size()) {
       const auto c = static_cast<unsigned char>(text_[at_]);
-      if (c == '"') { ++at_; return std::nullopt; }
+      if (c == '"') {
+        ++at_;
+        return std::nullopt;
+      }
       if (c < 0x20) return fail("unescaped control character in a string");
-      if (c != '\\') { ++at_; continue; }
+      if (c != '\\') {
+        ++at_;
+        continue;
+      }
       if (at_ + 1 >= text_.size()) break;
       const char escape = text_[at_ + 1];
       if (escape != 'u') {
@@ -164,7 +184,7 @@ class Scanner {
 }  // namespace
 
 std::optional<OVNJSONErrorLocation> OVNJSONErrorLocator::firstSyntaxError(std::string_view text,
-                                                                         std::size_t maximumDepth) {
+                                                                          std::size_t maximumDepth) {
   return Scanner(text, maximumDepth).run();
 }
 
@@ -175,11 +195,24 @@ std::optional<OVNJSONErrorLocation> OVNJSONErrorLocator::firstInvalidUTF8(std::s
     std::size_t length = 0;
     unsigned minimum = 0;
     unsigned code = 0;
-    if (lead < 0x80) { ++i; continue; }
-    if (lead >= 0xC2 && lead <= 0xDF) { length = 2; code = lead & 0x1F; minimum = 0x80; }
-    else if (lead >= 0xE0 && lead <= 0xEF) { length = 3; code = lead & 0x0F; minimum = 0x800; }
-    else if (lead >= 0xF0 && lead <= 0xF4) { length = 4; code = lead & 0x07; minimum = 0x10000; }
-    else return locate(text, i, "invalid UTF-8 byte");
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      code = lead & 0x1F;
+      minimum = 0x80;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      code = lead & 0x0F;
+      minimum = 0x800;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      code = lead & 0x07;
+      minimum = 0x10000;
+    } else
+      return locate(text, i, "invalid UTF-8 byte");
     if (i + length > text.size()) return locate(text, i, "truncated UTF-8 sequence");
     for (std::size_t k = 1; k < length; ++k) {
       const auto next = static_cast<unsigned char>(text[i + k]);

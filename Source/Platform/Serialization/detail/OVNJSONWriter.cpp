@@ -3,9 +3,9 @@
 #include <charconv>
 #include <cmath>
 
+#include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Platform/Text/OVNString.h"
 
 namespace ovn::detail {
 
@@ -18,21 +18,16 @@ bool OVNJSONWriter::fail(std::string reason) {
 
 bool OVNJSONWriter::writeValue(const OVNValue& value, std::size_t depth) {
   switch (value.kind()) {
-    case OVNValueKind::Null:
-      out_ += "null";
-      return true;
-    case OVNValueKind::Number:
-      return writeNumber(*value.number());
-    case OVNValueKind::String:
-      return writeString(*value.string());
+    case OVNValueKind::Null: out_ += "null"; return true;
+    case OVNValueKind::Number: return writeNumber(*value.number());
+    case OVNValueKind::String: return writeString(*value.string());
     case OVNValueKind::Array:
       if (depth >= maximumDepth_) return fail("Nesting deeper than the limit.");
       return writeArray(*value.array(), depth + 1);
     case OVNValueKind::Dictionary:
       if (depth >= maximumDepth_) return fail("Nesting deeper than the limit.");
       return writeDictionary(*value.dictionary(), depth + 1);
-    default:
-      return fail("Invalid type in JSON write (" + value.className() + ").");
+    default: return fail("Invalid type in JSON write (" + value.className() + ").");
   }
 }
 
@@ -40,12 +35,8 @@ bool OVNJSONWriter::writeNumber(const OVNNumber& number) {
   char buffer[32];
   std::to_chars_result result{};
   switch (number.kind()) {
-    case OVNNumberKind::Boolean:
-      out_ += number.boolValue() ? "true" : "false";
-      return true;
-    case OVNNumberKind::Integer:
-      result = std::to_chars(buffer, buffer + sizeof buffer, number.longLongValue());
-      break;
+    case OVNNumberKind::Boolean: out_ += number.boolValue() ? "true" : "false"; return true;
+    case OVNNumberKind::Integer: result = std::to_chars(buffer, buffer + sizeof buffer, number.longLongValue()); break;
     case OVNNumberKind::Unsigned:
       result = std::to_chars(buffer, buffer + sizeof buffer, number.unsignedLongLongValue());
       break;
@@ -90,8 +81,13 @@ bool OVNJSONWriter::writeString(const std::string& text) {
         break;
       default:
         if (c < 0x20) {
-          unicode[0] = '\\'; unicode[1] = 'u'; unicode[2] = '0'; unicode[3] = '0';
-          unicode[4] = hex[c >> 4]; unicode[5] = hex[c & 15]; unicode[6] = 0;
+          unicode[0] = '\\';
+          unicode[1] = 'u';
+          unicode[2] = '0';
+          unicode[3] = '0';
+          unicode[4] = hex[c >> 4];
+          unicode[5] = hex[c & 15];
+          unicode[6] = 0;
           escape = unicode;
         }
     }
