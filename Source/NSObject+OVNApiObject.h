@@ -3,6 +3,7 @@
 //
 // Threads: the caller's; the object must not change meanwhile.
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNDictionary.h"
 
@@ -11,4 +12,4 @@
 //! null, dictionaries and other objects; arrays through the array form of
 //! `ovn_toDictionary`; model objects (OVNApiObject) through their `toDictionary`; scalars
 //! boxed; nothing as the null marker.
-OVNDictionaryRef ovn_toDictionary(const OVNObject& object);
+OVN_EXPORT OVNDictionaryRef ovn_toDictionary(const OVNObject& object);

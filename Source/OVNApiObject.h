@@ -9,12 +9,13 @@
 
 #include <memory>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "PropertyMapper/OVNAutoCodingObject.h"
 #include "PropertyMapper/OVNDictionaryConvertible.h"
 
-class OVNApiObject : public OVNAutoCodingObject, public OVNDictionaryConvertible {
+class OVN_EXPORT OVNApiObject : public OVNAutoCodingObject, public OVNDictionaryConvertible {
   OVN_CLASS(OVNApiObject, OVNAutoCodingObject)
 
  public:

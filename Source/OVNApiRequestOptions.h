@@ -13,11 +13,12 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNDictionary.h"
 
-class OVNApiRequestOptions : public OVNObject {
+class OVN_EXPORT OVNApiRequestOptions : public OVNObject {
   OVN_CLASS(OVNApiRequestOptions, OVNObject)
 
  public:

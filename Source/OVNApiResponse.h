@@ -15,6 +15,7 @@
 #include <memory>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNValue.h"
@@ -42,7 +43,7 @@ inline constexpr std::string_view OVNResourcePathKey = "path";
 inline constexpr std::string_view OVNApiParamKeyClientKey = "client_id";
 inline constexpr std::string_view OVNApiParamKeyClientSecret = "client_secret";
 
-class OVNApiResponse : public OVNObject {
+class OVN_EXPORT OVNApiResponse : public OVNObject {
   OVN_CLASS(OVNApiResponse, OVNObject)
 
  public:

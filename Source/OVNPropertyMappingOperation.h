@@ -14,13 +14,14 @@
 #include <memory>
 #include <mutex>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Dispatch/OVNOperation.h"
 #include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/OVNPropertyMapper.h"
 
 class OVNApiResponse;
 
-class OVNPropertyMappingOperation : public OVNOperation {
+class OVN_EXPORT OVNPropertyMappingOperation : public OVNOperation {
   OVN_CLASS(OVNPropertyMappingOperation, OVNOperation)
 
  public:

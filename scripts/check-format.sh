@@ -14,12 +14,10 @@ if $fix; then
   clang-format -i "${files[@]}"
   exit 0
 fi
-status=0
-for file in "${files[@]}"; do
-  if ! clang-format --dry-run -Werror "$file" >/dev/null 2>&1; then
-    echo "format: $file differs from .clang-format (scripts/check-format.sh --fix)"
-    status=1
-  fi
-done
-[ $status -eq 0 ] && echo "format: ok (${#files[@]} files)"
-exit $status
+# One run over every file; each differing file is named in clang-format's warnings.
+differing=$(clang-format --dry-run "${files[@]}" 2>&1 | sed -nE 's/^([^:]+):[0-9]+:[0-9]+: (warning|error):.*/\1/p' | sort -u)
+if [ -n "$differing" ]; then
+  sed 's/^/format: /; s/$/ differs from .clang-format (scripts\/check-format.sh --fix)/' <<<"$differing"
+  exit 1
+fi
+echo "format: ok (${#files[@]} files)"

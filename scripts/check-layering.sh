@@ -6,7 +6,7 @@
 #   the other Platform/ folders       include only Platform/
 #   Categories/, Logging/, KVO/       include only Platform/ (and their own folder)
 #   Networking/, PropertyMapper/, Cache/  never include the API-client files at the top
-# and each third-party library's headers appear only in the files of its one platform
+# (every folder may include the generated OvrinCoreExport.h), and each third-party library's headers appear only in the files of its one platform
 # folder.
 set -u
 root=${1:-$(dirname "$0")/../Source}
@@ -26,12 +26,14 @@ check() {  # files-or-folders..., allowed-prefix regex (last argument)
   local existing=()
   for t in "${targets[@]}"; do [ -e "$root/$t" ] && existing+=("$root/$t"); done
   [ ${#existing[@]} -eq 0 ] && return 0
-  while IFS=$'\t' read -r file target; do
-    if ! grep -Eq "$allowed" <<<"$target"; then
-      echo "layering: ${file#$root/} includes \"$target\""
-      status=1
-    fi
-  done < <(includes '"' '"' "${existing[@]}")
+  local found
+  found=$(includes '"' '"' "${existing[@]}" |
+    awk -F'\t' -v allowed="$allowed" -v root="$root/" '$2 !~ allowed {
+      sub(root, "", $1); printf "layering: %s includes \"%s\"\n", $1, $2 }')
+  if [ -n "$found" ]; then
+    echo "$found"
+    status=1
+  fi
 }
 
 platform_folders() {  # the platform's sub-folders other than the two at the bottom
@@ -39,19 +41,19 @@ platform_folders() {  # the platform's sub-folders other than the two at the bot
 }
 
 # Inside the platform: values, then objects, then the rest.
-check $(cd "$root" && find Platform/Values -name '*.h') '^Platform/Values/'
-check $(cd "$root" && find Platform/Values -name '*.cpp') '^Platform/(Values|Objects)/'
-check Platform/Objects '^Platform/(Values|Objects)/'
-check $(platform_folders) '^Platform/'
+check $(cd "$root" && find Platform/Values -name '*.h') '^Platform/Values/|^OvrinCoreExport\.h$'
+check $(cd "$root" && find Platform/Values -name '*.cpp') '^Platform/(Values|Objects)/|^OvrinCoreExport\.h$'
+check Platform/Objects '^Platform/(Values|Objects)/|^OvrinCoreExport\.h$'
+check $(platform_folders) '^Platform/|^OvrinCoreExport\.h$'
 if find "$root/Platform" -maxdepth 1 -type f -name '*.[hc]*' | grep -q .; then
   echo "layering: files directly in Platform/; each belongs in the folder of its service"
   status=1
 fi
 
 # Above the platform.
-check Categories '^(Platform|Categories)/'
-check Logging '^(Platform|Logging)/'
-check KVO '^(Platform|KVO)/'
+check Categories '^(Platform|Categories)/|^OvrinCoreExport\.h$'
+check Logging '^(Platform|Logging)/|^OvrinCoreExport\.h$'
+check KVO '^(Platform|KVO)/|^OvrinCoreExport\.h$'
 for folder in Networking PropertyMapper Cache; do
   check "$folder" '^(Platform|Categories|Logging|KVO|Networking|PropertyMapper|Cache)/|^OvrinCoreVersion\.h$|^OvrinCoreExport\.h$'
 done
@@ -69,15 +71,15 @@ third_party=(
   '^libsecret/'     Platform/System
   '^gps\.h$'        Platform/Location
 )
-while IFS=$'\t' read -r file target; do
-  relative=${file#$root/}
-  for ((i = 0; i < ${#third_party[@]}; i += 2)); do
-    if grep -Eq "${third_party[i]}" <<<"$target" && [[ $relative != "${third_party[i + 1]}/"* ]]; then
-      echo "layering: $relative includes <$target>, allowed only in ${third_party[i + 1]}/"
-      status=1
-    fi
-  done
-done < <(includes '<' '>' "$root")
+all_system_includes=$(includes '<' '>' "$root")
+for ((i = 0; i < ${#third_party[@]}; i += 2)); do
+  found=$(awk -F'\t' -v pattern="${third_party[i]}" -v home="$root/${third_party[i + 1]}/" -v root="$root/" \
+    '$2 ~ pattern && index($1, home) != 1 { sub(root, "", $1); print $1 " includes <" $2 ">" }' <<<"$all_system_includes")
+  if [ -n "$found" ]; then
+    sed "s|^|layering: |; s|\$|, allowed only in ${third_party[i + 1]}/|" <<<"$found"
+    status=1
+  fi
+done
 
 [ $status -eq 0 ] && echo "layering: ok"
 exit $status

@@ -7,26 +7,28 @@
 #include <cstddef>
 #include <functional>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNArray.h"
 
 //! True for a null array or one without elements.
-bool ovn_isEmpty(const OVNArrayRef& array);
+OVN_EXPORT bool ovn_isEmpty(const OVNArrayRef& array);
 
-OVNArrayRef ovn_reversedArray(const OVNArrayRef& receiver);
+OVN_EXPORT OVNArrayRef ovn_reversedArray(const OVNArrayRef& receiver);
 //! The elements followed by `object` (a missing object is a programming error).
-OVNArrayRef ovn_arrayByAddingObject(const OVNArrayRef& receiver, OVNValue object);
+OVN_EXPORT OVNArrayRef ovn_arrayByAddingObject(const OVNArrayRef& receiver, OVNValue object);
 //! `object` inserted before `index` when index <= count (index == count appends), else
 //! the receiver itself.
-OVNArrayRef ovn_arrayByInsertingObject(const OVNArrayRef& receiver, OVNValue object, std::size_t index);
+OVN_EXPORT OVNArrayRef ovn_arrayByInsertingObject(const OVNArrayRef& receiver, OVNValue object, std::size_t index);
 //! Element `index` replaced when `object` is present and index <= count, else the receiver.
-OVNArrayRef ovn_arrayByReplacingObjectAtIndex(const OVNArrayRef& receiver, std::size_t index, OVNValue object);
+OVN_EXPORT OVNArrayRef ovn_arrayByReplacingObjectAtIndex(const OVNArrayRef& receiver, std::size_t index,
+                                                         OVNValue object);
 //! Every element equal to `object` removed.
-OVNArrayRef ovn_arrayByRemovingObject(const OVNArrayRef& receiver, const OVNValue& object);
+OVN_EXPORT OVNArrayRef ovn_arrayByRemovingObject(const OVNArrayRef& receiver, const OVNValue& object);
 //! Element `index` removed when index <= count, else the receiver.
-OVNArrayRef ovn_arrayByRemovingObjectAtIndex(const OVNArrayRef& receiver, std::size_t index);
+OVN_EXPORT OVNArrayRef ovn_arrayByRemovingObjectAtIndex(const OVNArrayRef& receiver, std::size_t index);
 //! The element at `from` moved to `to` (counted after its removal) when to <= count, else
 //! the receiver; only the destination is checked.
-OVNArrayRef ovn_arrayByMovingObjectAtIndex(const OVNArrayRef& receiver, std::size_t from, std::size_t to);
+OVN_EXPORT OVNArrayRef ovn_arrayByMovingObjectAtIndex(const OVNArrayRef& receiver, std::size_t from, std::size_t to);
 
 //! Callbacks get the element, its index and a stop flag: set it to end the walk after this
 //! element.
@@ -34,6 +36,6 @@ using OVNArrayMapBlock = std::function<OVNValue(const OVNValue& element, std::si
 using OVNArrayFilterBlock = std::function<bool(const OVNValue& element, std::size_t index, bool* stop)>;
 
 //! The callback's results in order; a missing result adds nothing.
-OVNArrayRef ovn_mapObjectsUsingBlock(const OVNArrayRef& receiver, const OVNArrayMapBlock& block);
+OVN_EXPORT OVNArrayRef ovn_mapObjectsUsingBlock(const OVNArrayRef& receiver, const OVNArrayMapBlock& block);
 //! The elements for which the callback returned true, in order.
-OVNArrayRef ovn_filterObjectsUsingBlock(const OVNArrayRef& receiver, const OVNArrayFilterBlock& block);
+OVN_EXPORT OVNArrayRef ovn_filterObjectsUsingBlock(const OVNArrayRef& receiver, const OVNArrayFilterBlock& block);

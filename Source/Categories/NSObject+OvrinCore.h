@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 //! The handle of a delayed callback: called with true it cancels the callback; the main
@@ -21,34 +22,34 @@ using OVNCancelableBlock = std::function<void(bool cancel)>;
 
 //! Schedules `block` on the main queue after `delay` seconds (0 still runs it later, after
 //! the main queue's current work) and returns its handle for `ovn_cancelBlock`.
-OVNCancelableBlock ovn_performBlock(std::function<void()> block, double delay);
+OVN_EXPORT OVNCancelableBlock ovn_performBlock(std::function<void()> block, double delay);
 
 //! Cancels a delayed callback: when its time comes nothing runs. Cancelling after it ran,
 //! or an empty handle, has no effect. Cancel from the main thread to be sure to win a race
 //! with the callback's start.
-void ovn_cancelBlock(const OVNCancelableBlock& handle);
+OVN_EXPORT void ovn_cancelBlock(const OVNCancelableBlock& handle);
 
 //! Runs `block` on the main queue and returns when it has run. Calling it from the main
 //! thread would deadlock, so it throws OVNException (NSInternalInconsistencyException)
 //! instead and the block does not run.
-void ovn_performBlockOnMainThread(const std::function<void()>& block);
+OVN_EXPORT void ovn_performBlockOnMainThread(const std::function<void()>& block);
 
 //! Submits `block` to the background global queue and returns at once.
-void ovn_performBlockInBackground(std::function<void()> block);
+OVN_EXPORT void ovn_performBlockInBackground(std::function<void()> block);
 
 // ---- descriptions ------------------------------------------------------------------------
 
 //! "<ClassName: name=value, ...>": the class name and ovn_autoDescriptionForClassType of
 //! the object's own class, e.g. "<Station: name=Austin, id=7>".
-std::string ovn_autoDescription(const OVNObject& object);
+OVN_EXPORT std::string ovn_autoDescription(const OVNObject& object);
 
 //! The entries of ovn_autoPropertiesDescriptionInArrayFormForClassType joined with ", ".
-std::string ovn_autoDescriptionForClassType(const OVNObject& object, const OVNClass& cls);
+OVN_EXPORT std::string ovn_autoDescriptionForClassType(const OVNObject& object, const OVNClass& cls);
 
 //! "name=value" for each property `cls` declares, in declaration order, after the entries
 //! of its superclasses below the root; the root's own properties (superclass, hash,
 //! description, debugDescription) are left out. Values print as their descriptions, a
 //! missing value as "(null)". `object` must be an instance of `cls` or of a subclass;
 //! anything else is a programming error (OVNException, NSInvalidArgumentException).
-std::vector<std::string> ovn_autoPropertiesDescriptionInArrayFormForClassType(const OVNObject& object,
-                                                                              const OVNClass& cls);
+OVN_EXPORT std::vector<std::string> ovn_autoPropertiesDescriptionInArrayFormForClassType(const OVNObject& object,
+                                                                                         const OVNClass& cls);

@@ -3,10 +3,11 @@
 
 #include <functional>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNSet.h"
 
 using OVNSetFilterBlock = std::function<bool(const OVNValue& member, bool* stop)>;
 
 //! A new set of the members for which the callback returned true; setting the stop flag
 //! ends the walk after the current member.
-OVNSetRef ovn_filterObjectsUsingBlock(const OVNSetRef& receiver, const OVNSetFilterBlock& block);
+OVN_EXPORT OVNSetRef ovn_filterObjectsUsingBlock(const OVNSetRef& receiver, const OVNSetFilterBlock& block);

@@ -23,6 +23,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 namespace ovn::detail {
@@ -34,7 +35,7 @@ using OVNKVONotificationBlock =
     std::function<void(const OVNObjectRef& observer, const OVNObjectRef& object, const OVNDictionaryRef& change)>;
 
 //! The action form: a method of the observer taking (change dictionary, observed object).
-class OVNKVOAction {
+class OVN_EXPORT OVNKVOAction {
  public:
   OVNKVOAction() = default;
   template <class Owner>
@@ -54,7 +55,7 @@ class OVNKVOAction {
   std::function<void(OVNObject&, const OVNDictionaryRef&, const OVNObjectRef&)> invoke_;
 };
 
-class OVNKVOController : public OVNObject {
+class OVN_EXPORT OVNKVOController : public OVNObject {
   OVN_CLASS(OVNKVOController, OVNObject)
 
  public:

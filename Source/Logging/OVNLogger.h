@@ -28,6 +28,7 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNFormat.h"
 
@@ -39,7 +40,7 @@ inline constexpr std::uint64_t OVNLogLevelInfo = 2;
 inline constexpr std::uint64_t OVNLogLevelWarn = 3;
 inline constexpr std::uint64_t OVNLogLevelError = 4;
 
-class OVNLogger : public OVNObject {
+class OVN_EXPORT OVNLogger : public OVNObject {
   OVN_CLASS(OVNLogger, OVNObject)
 
  public:

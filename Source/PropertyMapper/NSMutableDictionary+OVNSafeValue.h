@@ -5,10 +5,11 @@
 
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNDictionary.h"
 
 //! Stores a present `value` at `keyPath` (dots separate levels; intermediate dictionaries
 //! must exist, else nothing is stored), then writes the debug line
 //! "DICT: setValue: %@, forKeyPath: %@ - result: %@" (seen when OVNConsoleLog's debug
 //! entries are enabled). A missing value changes nothing and logs nothing.
-void ovn_setSafeValue(OVNDictionary& dictionary, const OVNValue& value, std::string_view keyPath);
+OVN_EXPORT void ovn_setSafeValue(OVNDictionary& dictionary, const OVNValue& value, std::string_view keyPath);

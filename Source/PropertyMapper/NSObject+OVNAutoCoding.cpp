@@ -165,8 +165,7 @@ bool writeAtomically(const std::string& path, std::string_view bytes) {
 
 }  // namespace
 
-namespace ovn::detail {
-bool declareUncodableProperties(const OVNClass& cls, std::vector<std::string> names) {
+bool ovn_declareUncodableProperties(const OVNClass& cls, std::vector<std::string> names) {
   cls.addHook("uncodableProperties");
   auto& registry = uncodableRegistry();
   std::lock_guard guard(registry.lock);
@@ -174,7 +173,6 @@ bool declareUncodableProperties(const OVNClass& cls, std::vector<std::string> na
   list.insert(list.end(), std::make_move_iterator(names.begin()), std::make_move_iterator(names.end()));
   return true;
 }
-}  // namespace ovn::detail
 
 std::vector<std::string> uncodableProperties(const OVNClass& cls) {
   auto& registry = uncodableRegistry();

@@ -9,9 +9,10 @@
 // on the calling thread and read the object as key-value coding does. Several threads may
 // archive or copy different objects of the same class at once.
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
-class OVNAutoCodingObject : public OVNObject {
+class OVN_EXPORT OVNAutoCodingObject : public OVNObject {
   OVN_CLASS(OVNAutoCodingObject, OVNObject)
 
  public:

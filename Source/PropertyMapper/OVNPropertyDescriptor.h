@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
 
@@ -29,7 +30,7 @@ class OVNRegularExpression;
 
 inline constexpr std::string_view kOVNPropertyMapperErrorDomain = "com.ovrinweather.property-mapper";
 //! Exported for compatibility; it holds no value and nothing reads it.
-extern const char* const OVNPropertyMapperErrorDescription;
+OVN_EXPORT extern const char* const OVNPropertyMapperErrorDescription;
 inline constexpr std::int64_t OVNPropertyMapperErrorPropertyNotFound = 60520;
 inline constexpr std::int64_t OVNPropertyMapperErrorInvalidMapping = 60530;
 inline constexpr std::int64_t OVNPropertyMapperErrorMapperNotFound = 60540;
@@ -49,7 +50,7 @@ using OVNPropertyEncodingGenerationBlock = std::function<OVNValue(const OVNObjec
 //! Kind 4: applies the dictionary's value to the object itself.
 using OVNPropertyDecodingConsumerBlock = std::function<void(const OVNValue& value, const OVNObjectRef& object)>;
 
-class OVNPropertyDescriptor : public OVNObject {
+class OVN_EXPORT OVNPropertyDescriptor : public OVNObject {
   OVN_CLASS(OVNPropertyDescriptor, OVNObject)
 
   struct Passkey {};

@@ -24,13 +24,14 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "PropertyMapper/OVNPropertyDescriptor.h"
 #include "PropertyMapper/OVNPropertyMapperModelFactoryProtocol.h"
 
-class OVNPropertyMapper : public OVNObject {
+class OVN_EXPORT OVNPropertyMapper : public OVNObject {
   OVN_CLASS(OVNPropertyMapper, OVNObject)
 
  public:

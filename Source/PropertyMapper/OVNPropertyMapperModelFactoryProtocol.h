@@ -4,9 +4,10 @@
 // Threads: the mapper calls it on the thread that maps; an implementation used by a
 // mapper on several threads must be safe to call concurrently.
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
-class OVNPropertyMapperModelFactoryProtocol {
+class OVN_EXPORT OVNPropertyMapperModelFactoryProtocol {
  public:
   virtual ~OVNPropertyMapperModelFactoryProtocol() = default;
   //! A new instance of `cls` for `dictionary` (the source values, or missing); null when

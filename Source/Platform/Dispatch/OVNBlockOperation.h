@@ -10,9 +10,10 @@
 #include <mutex>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Dispatch/OVNOperation.h"
 
-class OVNBlockOperation : public OVNOperation {
+class OVN_EXPORT OVNBlockOperation : public OVNOperation {
   OVN_CLASS(OVNBlockOperation, OVNOperation)
 
  public:

@@ -25,12 +25,13 @@
 #include <memory>
 #include <string>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Dispatch/OVNQualityOfService.h"
 
 class OVNDispatchQueue;
 using OVNDispatchQueueRef = std::shared_ptr<OVNDispatchQueue>;
 
-class OVNDispatchQueue {
+class OVN_EXPORT OVNDispatchQueue {
  public:
   using Block = std::function<void()>;
 

@@ -4,9 +4,10 @@
 
 #include <string>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNNotification {
+class OVN_EXPORT OVNNotification {
  public:
   explicit OVNNotification(std::string name, OVNObjectRef object = nullptr, OVNDictionaryRef userInfo = nullptr);
 

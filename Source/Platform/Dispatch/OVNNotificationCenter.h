@@ -13,10 +13,11 @@
 #include <memory>
 #include <string>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
 #include "Platform/Dispatch/OVNNotification.h"
 
-class OVNNotificationCenter {
+class OVN_EXPORT OVNNotificationCenter {
  public:
   using Block = std::function<void(const OVNNotification&)>;
   class Observer;  // opaque; defined in the .cpp

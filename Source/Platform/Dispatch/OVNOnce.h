@@ -11,7 +11,9 @@
 #include <mutex>
 #include <utility>
 
-class OVNOnce {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNOnce {
  public:
   OVNOnce() = default;
   OVNOnce(const OVNOnce&) = delete;

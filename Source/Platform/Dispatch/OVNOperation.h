@@ -17,9 +17,10 @@
 #include <functional>
 #include <mutex>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
-class OVNOperation : public OVNObject {
+class OVN_EXPORT OVNOperation : public OVNObject {
   OVN_CLASS(OVNOperation, OVNObject)
 
  public:

@@ -15,10 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Dispatch/OVNOperation.h"
 #include "Platform/Dispatch/OVNQualityOfService.h"
 
-class OVNOperationQueue {
+class OVN_EXPORT OVNOperationQueue {
  public:
   //! As many operations at once as the pool runs.
   static constexpr int defaultMaxConcurrentOperationCount = -1;

@@ -12,9 +12,10 @@
 #include <memory>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
-class OVNProgress : public OVNObject {
+class OVN_EXPORT OVNProgress : public OVNObject {
   OVN_CLASS(OVNProgress, OVNObject)
 
  public:

@@ -19,9 +19,11 @@
 #include <memory>
 #include <optional>
 
+#include "OvrinCoreExport.h"
+
 class OVNTimer;
 
-class OVNRunLoop {
+class OVN_EXPORT OVNRunLoop {
  public:
   //! The run loop of the main queue.
   static OVNRunLoop& main();

@@ -18,7 +18,9 @@
 #include <atomic>
 #include <memory>
 
-class OVNTestClock {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNTestClock {
  public:
   //! Starts at the real current time.
   OVNTestClock();

@@ -13,9 +13,10 @@
 #include <functional>
 #include <memory>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNDate.h"
 
-class OVNTimer : public std::enable_shared_from_this<OVNTimer> {
+class OVN_EXPORT OVNTimer : public std::enable_shared_from_this<OVNTimer> {
  public:
   using Block = std::function<void(OVNTimer&)>;
 

@@ -19,13 +19,14 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 namespace ovn::detail {
 class OVNURIReference;
 }
 
-class OVNURL : public OVNObject {
+class OVN_EXPORT OVNURL : public OVNObject {
   OVN_CLASS_NAMED(OVNURL, OVNObject, "NSURL")
 
  private:

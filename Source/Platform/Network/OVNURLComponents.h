@@ -21,11 +21,12 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 class OVNURL;
 
-class OVNURLComponents : public OVNObject {
+class OVN_EXPORT OVNURLComponents : public OVNObject {
   OVN_CLASS_NAMED(OVNURLComponents, OVNObject, "NSURLComponents")
 
  public:

@@ -14,11 +14,12 @@
 #include <unordered_map>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNProperty.h"
 #include "Platform/Values/OVNStringMap.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNClass {
+class OVN_EXPORT OVNClass {
  public:
   using Factory = std::function<OVNObjectRef()>;
 

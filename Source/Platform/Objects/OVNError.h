@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 inline constexpr std::string_view OVNLocalizedDescriptionKey = "NSLocalizedDescription";
@@ -30,7 +31,7 @@ inline constexpr std::int64_t OVNCoderReadCorruptError = 4864;
 inline constexpr std::int64_t OVNCoderValueNotFoundError = 4865;
 inline constexpr std::int64_t OVNCoderInvalidValueError = 4866;
 
-class OVNError : public OVNObject {
+class OVN_EXPORT OVNError : public OVNObject {
   OVN_CLASS(OVNError, OVNObject)
 
  public:

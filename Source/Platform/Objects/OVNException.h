@@ -8,13 +8,15 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
+
 inline constexpr std::string_view OVNInvalidArgumentException = "NSInvalidArgumentException";
 inline constexpr std::string_view OVNRangeException = "NSRangeException";
 inline constexpr std::string_view OVNInternalInconsistencyException = "NSInternalInconsistencyException";
 inline constexpr std::string_view OVNUndefinedKeyException = "NSUnknownKeyException";
 inline constexpr std::string_view OVNGenericException = "NSGenericException";
 
-class OVNException : public std::exception {
+class OVN_EXPORT OVNException : public std::exception {
  public:
   OVNException(std::string_view name, std::string reason);
 

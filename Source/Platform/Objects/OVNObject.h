@@ -33,7 +33,7 @@ namespace ovn::detail {
 class ObservationInfo;
 }
 
-class OVNObject : public std::enable_shared_from_this<OVNObject> {
+class OVN_EXPORT OVNObject : public std::enable_shared_from_this<OVNObject> {
  public:
   //! The root's platform class name; OVNClass::named("OVNObject") finds it too.
   static constexpr std::string_view ovnClassName = "NSObject";
@@ -143,4 +143,5 @@ std::shared_ptr<T> OVNMake(Args&&... args) {
   return object;
 }
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObjectMacros.h"

@@ -7,12 +7,13 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
 class OVNObject;
 
 //! Reads and writes one property on objects of the declaring class (or a subclass).
-class OVNPropertyAccessor {
+class OVN_EXPORT OVNPropertyAccessor {
  public:
   enum class SetResult { Stored, Nil, Mismatch };
   virtual ~OVNPropertyAccessor() = default;
@@ -22,7 +23,7 @@ class OVNPropertyAccessor {
   virtual SetResult set(OVNObject& object, const OVNValue& value) const = 0;
 };
 
-class OVNProperty {
+class OVN_EXPORT OVNProperty {
  public:
   OVNProperty(std::string name, std::string attributes, std::shared_ptr<const OVNPropertyAccessor> accessor);
 

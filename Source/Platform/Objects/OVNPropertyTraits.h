@@ -371,9 +371,21 @@ struct PropertyTraits<T, std::enable_if_t<HasStructEncoding<T>::value>> {
 };
 
 //! The attribute text: T<encoding>[,R][,C|&|W],N[,D][,V<field>]; `field` is the backing
-//! field's full name ("_title" for a member declared as `title`), empty for none.
-std::string makeAttributes(const std::string& encoding, const char* ownership, bool readOnly, bool dynamic,
-                           const std::string& field);
+//! field's full name ("_title" for a member declared as `title`), empty for none. Inline:
+//! it runs in the program that declares the class.
+inline std::string makeAttributes(const std::string& encoding, const char* ownership, bool readOnly, bool dynamic,
+                                  const std::string& field) {
+  std::string text = "T" + encoding;
+  if (readOnly) text += ",R";
+  if (ownership && *ownership) {
+    text += ',';
+    text += ownership;
+  }
+  text += ",N";
+  if (dynamic) text += ",D";
+  if (!field.empty()) text += ",V" + field;
+  return text;
+}
 
 template <class Cls, class M>
 class MemberAccessor final : public OVNPropertyAccessor {

@@ -9,7 +9,9 @@
 #include <string_view>
 #include <vector>
 
-class OVNBase64 {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNBase64 {
  public:
   //! Padded to a multiple of four characters, without line breaks.
   static std::string encode(std::span<const std::uint8_t> bytes);

@@ -13,11 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 
 class OVNError;
 
-class OVNCoder : public OVNObject {
+class OVN_EXPORT OVNCoder : public OVNObject {
   OVN_CLASS(OVNCoder, OVNObject)
 
  public:

@@ -11,7 +11,9 @@
 #include <string_view>
 #include <vector>
 
-class OVNDigest {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNDigest {
  public:
   //! 16 bytes.
   static std::vector<std::uint8_t> MD5(std::string_view bytes);

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
 class OVNError;
@@ -34,7 +35,7 @@ enum OVNJSONWritingOptions : unsigned {
   OVNJSONWritingWithoutEscapingSlashes = 8,  // write "/" rather than "\/"
 };
 
-class OVNJSONSerialization {
+class OVN_EXPORT OVNJSONSerialization {
  public:
   //! Deepest nesting of arrays and objects that reading and writing accept.
   static constexpr std::size_t maximumNestingDepth = 512;

@@ -14,12 +14,13 @@
 #include <memory>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Serialization/OVNCoder.h"
 
 //! The key under which archivedDataWithRootObject stores the root.
 inline constexpr std::string_view OVNKeyedArchiveRootObjectKey = "root";
 
-class OVNKeyedArchiver : public OVNCoder {
+class OVN_EXPORT OVNKeyedArchiver : public OVNCoder {
   OVN_CLASS(OVNKeyedArchiver, OVNCoder)
 
  public:

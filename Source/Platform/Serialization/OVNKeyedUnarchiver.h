@@ -23,9 +23,10 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Serialization/OVNCoder.h"
 
-class OVNKeyedUnarchiver : public OVNCoder {
+class OVN_EXPORT OVNKeyedUnarchiver : public OVNCoder {
   OVN_CLASS(OVNKeyedUnarchiver, OVNCoder)
 
  public:

@@ -16,6 +16,7 @@
 
 #include <memory>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
 class OVNError;
@@ -32,7 +33,7 @@ inline constexpr int OVNPropertyListImmutable = 0;
 inline constexpr int OVNPropertyListMutableContainers = 1;
 inline constexpr int OVNPropertyListMutableContainersAndLeaves = 2;
 
-class OVNPropertyListSerialization {
+class OVN_EXPORT OVNPropertyListSerialization {
  public:
   //! The value, with the format found in `format` (may be null); missing plus an error
   //! (OVNPropertyListReadCorruptError) when the bytes are not a property list.

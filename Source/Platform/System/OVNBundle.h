@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNValue.h"
@@ -23,7 +24,7 @@
 class OVNBundle;
 using OVNBundleRef = std::shared_ptr<OVNBundle>;
 
-class OVNBundle : public OVNObject {
+class OVN_EXPORT OVNBundle : public OVNObject {
   OVN_CLASS(OVNBundle, OVNObject)
 
  public:

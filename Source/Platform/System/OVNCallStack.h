@@ -13,7 +13,9 @@
 #include <string>
 #include <vector>
 
-class OVNCallStack {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNCallStack {
  public:
   //! Frame 0 is the function that called callStackSymbols, frame 1 its caller, ...
   static std::vector<std::string> callStackSymbols();

@@ -9,9 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNFormat.h"
 
-class OVNConsoleLog {
+class OVN_EXPORT OVNConsoleLog {
  public:
   using Sink = std::function<void(std::string_view text)>;
 

@@ -10,7 +10,9 @@
 #include <optional>
 #include <string>
 
-class OVNDevice {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNDevice {
  public:
   static OVNDevice& currentDevice();
 

@@ -15,7 +15,9 @@
 #include <optional>
 #include <string>
 
-class OVNFileManager {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNFileManager {
  public:
   static std::optional<std::string> cachesDirectory();
   static std::optional<std::string> documentationDirectory();

@@ -17,7 +17,9 @@
 #include <string>
 #include <string_view>
 
-class OVNStringsFile {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNStringsFile {
  public:
   using Table = std::map<std::string, std::string>;
 

@@ -6,7 +6,9 @@
 #include <memory>
 #include <string_view>
 
-class OVNCharacterSet {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNCharacterSet {
  public:
   //! The empty set.
   OVNCharacterSet();

@@ -12,7 +12,9 @@
 #include <string_view>
 #include <vector>
 
-class OVNLocale {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNLocale {
  public:
   //! Never empty.
   static std::vector<std::string> preferredLanguages();

@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNObject.h"
 #include "Platform/Text/OVNTextCheckingResult.h"
@@ -37,7 +38,7 @@ inline constexpr OVNRegularExpressionOptions OVNRegularExpressionUseUnicodeWordB
 using OVNRegularExpressionReplacement =
     std::function<std::string(const OVNTextCheckingResult& result, std::string_view matchedText)>;
 
-class OVNRegularExpression : public OVNObject {
+class OVN_EXPORT OVNRegularExpression : public OVNObject {
   OVN_CLASS(OVNRegularExpression, OVNObject)
   struct Impl;
   class Key {  // lets only the factory construct

@@ -11,11 +11,12 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNRange.h"
 
 class OVNCharacterSet;
 
-class OVNString {
+class OVN_EXPORT OVNString {
  public:
   //! Length in UTF-16 code units (a character outside the Basic Multilingual Plane counts
   //! two). Invalid UTF-8 bytes count one each, as a replacement character would.

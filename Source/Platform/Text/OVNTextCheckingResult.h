@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNRange.h"
 
-class OVNTextCheckingResult {
+class OVN_EXPORT OVNTextCheckingResult {
  public:
   //! `ranges[0]` is the whole match, then one range per capture group.
   explicit OVNTextCheckingResult(std::vector<OVNRange> ranges);

@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNArray {
+class OVN_EXPORT OVNArray {
  public:
   explicit OVNArray(bool isMutable = true) : mutable_(isMutable) {}
   OVNArray(std::vector<OVNValue> members, bool isMutable) : members_(std::move(members)), mutable_(isMutable) {}

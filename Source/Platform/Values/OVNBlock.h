@@ -6,7 +6,9 @@
 #include <memory>
 #include <typeinfo>
 
-class OVNBlock {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNBlock {
  public:
   virtual ~OVNBlock() = default;
   virtual const std::type_info& type() const = 0;

@@ -10,7 +10,9 @@
 #include <type_traits>
 #include <vector>
 
-class OVNBoxedValue {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNBoxedValue {
  public:
   OVNBoxedValue(std::string encoding, std::vector<std::uint8_t> bytes)
       : encoding_(std::move(encoding)), bytes_(std::move(bytes)) {}

@@ -6,7 +6,9 @@
 
 #include <functional>
 
-class OVNClock {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNClock {
  public:
   //! Seconds since 1 January 2001 00:00:00 UTC, the platform's reference date.
   static double absoluteTime();

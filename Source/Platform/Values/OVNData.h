@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
-class OVNData {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNData {
  public:
   OVNData() = default;
   explicit OVNData(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}

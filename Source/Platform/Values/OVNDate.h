@@ -6,7 +6,9 @@
 #include <compare>
 #include <string>
 
-class OVNDate {
+#include "OvrinCoreExport.h"
+
+class OVN_EXPORT OVNDate {
  public:
   constexpr OVNDate() = default;
   constexpr explicit OVNDate(double secondsSinceReferenceDate) : seconds_(secondsSinceReferenceDate) {}

@@ -12,10 +12,11 @@
 #include <string_view>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNDictionaryStorage.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNDictionary {
+class OVN_EXPORT OVNDictionary {
  public:
   using Storage = OVNDictionaryStorage;
 

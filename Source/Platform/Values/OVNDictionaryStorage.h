@@ -8,9 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNDictionaryStorage {
+class OVN_EXPORT OVNDictionaryStorage {
  public:
   using value_type = std::pair<std::string, OVNValue>;
   using iterator = std::vector<value_type>::iterator;

@@ -14,9 +14,10 @@
 #include <type_traits>
 #include <variant>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNFormatArgument {
+class OVN_EXPORT OVNFormatArgument {
  public:
   OVNFormatArgument(const OVNValue& v) : value_(v) {}
   OVNFormatArgument(const char* v) : value_(v ? OVNValue(v) : OVNValue()) {}
@@ -41,7 +42,7 @@ class OVNFormatArgument {
 };
 
 //! Formats `format` with the arguments; see the header comment for the conversions.
-std::string OVNFormatList(std::string_view format, const OVNFormatArgument* arguments, std::size_t count);
+OVN_EXPORT std::string OVNFormatList(std::string_view format, const OVNFormatArgument* arguments, std::size_t count);
 
 template <class... Args>
 std::string OVNFormat(std::string_view format, const Args&... args) {

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <string>
 
+#include "OvrinCoreExport.h"
+
 enum class OVNNumberKind : std::uint8_t { Boolean, Integer, Unsigned, Floating };
 
-class OVNNumber {
+class OVN_EXPORT OVNNumber {
  public:
   constexpr OVNNumber() = default;
   static constexpr OVNNumber boolean(bool v) {

@@ -9,9 +9,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNOrderedSet {
+class OVN_EXPORT OVNOrderedSet {
  public:
   explicit OVNOrderedSet(bool isMutable = true) : mutable_(isMutable) {}
   static OVNOrderedSetRef make(std::initializer_list<OVNValue> members = {}, bool isMutable = true);

@@ -6,10 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "OvrinCoreExport.h"
+
 //! The platform's "not found" location (the largest signed 64-bit integer).
 inline constexpr std::size_t OVNNotFound = static_cast<std::size_t>(INT64_MAX);
 
-struct OVNRange {
+struct OVN_EXPORT OVNRange {
   std::size_t location = OVNNotFound;
   std::size_t length = 0;
 

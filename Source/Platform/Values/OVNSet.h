@@ -9,9 +9,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNValue.h"
 
-class OVNSet {
+class OVN_EXPORT OVNSet {
  public:
   using Storage = std::unordered_set<OVNValue>;
 

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <unordered_map>
 
-struct OVNTransparentStringHash {
+#include "OvrinCoreExport.h"
+
+struct OVN_EXPORT OVNTransparentStringHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
 };

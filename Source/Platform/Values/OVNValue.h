@@ -19,6 +19,7 @@
 #include <type_traits>
 #include <variant>
 
+#include "OvrinCoreExport.h"
 #include "Platform/Values/OVNDate.h"
 #include "Platform/Values/OVNNumber.h"
 
@@ -55,9 +56,9 @@ enum class OVNValueKind : std::uint8_t {
 };
 
 //! The null marker's type; `OVNNull{}` converts into the null value.
-struct OVNNull {};
+struct OVN_EXPORT OVNNull {};
 
-class OVNValue {
+class OVN_EXPORT OVNValue {
  public:
   OVNValue() = default;        // missing
   OVNValue(std::nullptr_t) {}  // missing, as a nil object pointer would be
