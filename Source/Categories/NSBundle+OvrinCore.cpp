@@ -9,6 +9,12 @@ OVNBundleRef findResourceBundle() {
   }
   if (auto directory = OVNBundle::libraryDirectory()) {
     if (auto bundle = OVNBundle::bundleWithPath(*directory + "/Ovrin.bundle")) return bundle;
+#ifdef OVRIN_DATA_DIR_FROM_LIBRARY
+    // An installation moved to another prefix keeps its layout: the data directory sits
+    // where it sat beside the library.
+    const std::string installed = *directory + "/" + OVRIN_DATA_DIR_FROM_LIBRARY + "/Ovrin.bundle";
+    if (auto bundle = OVNBundle::bundleWithPath(installed)) return bundle;
+#endif
   }
 #ifdef OVRIN_DATA_DIR
   return OVNBundle::bundleWithPath(std::string(OVRIN_DATA_DIR) + "/Ovrin.bundle");

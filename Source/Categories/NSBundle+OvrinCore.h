@@ -1,8 +1,10 @@
 #pragma once
 // The library's resource bundle ("Ovrin.bundle"), its localized-strings bundle and
 // `OVNLocalizedString`. The resource bundle is looked for, in this order, beside the
-// executable (the main bundle), beside the OvrinCore library, and in the installed data
-// directory (<prefix>/share/OvrinCore).
+// executable (the main bundle), beside the OvrinCore library, in the installed data
+// directory as seen from the library (<library>/../share/OvrinCore, so that an installation
+// moved to another prefix still finds it), and in the data directory of the prefix chosen
+// when the library was configured (<prefix>/share/OvrinCore).
 //
 // Threads: any. `ovrinBundle` and `ovrinStringsBundle` are chosen once, on first call, and
 // kept for the life of the process.
