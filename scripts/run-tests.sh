@@ -3,6 +3,7 @@
 #   scripts/run-tests.sh                    normal build (build/)
 #   scripts/run-tests.sh --sanitize=address address + undefined-behaviour sanitizers (build-asan/)
 #   scripts/run-tests.sh --sanitize=thread  thread sanitizer (build-tsan/)
+# OVRIN_WARNINGS_AS_ERRORS=ON in the environment makes compiler warnings errors (CI sets it).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,7 +24,8 @@ case "$sanitize" in
   *) echo "--sanitize must be address or thread" >&2; exit 2 ;;
 esac
 
-cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRIN_SANITIZE="$sanitize" -DOVRIN_BUILD_EXAMPLES=ON >/dev/null
+cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRIN_SANITIZE="$sanitize" -DOVRIN_BUILD_EXAMPLES=ON \
+  -DOVRIN_WARNINGS_AS_ERRORS="${OVRIN_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
 cmake --build "$dir" -j"$(nproc)"
 
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"

@@ -57,7 +57,9 @@ TEST(NSBundleOvrinCoreTest, EveryShippedLanguageTranslatesEveryDayName) {
     for (const char* key : keys) {
       const std::string text = strings->localizedStringForKey(key, "<missing>", "Localizable");
       EXPECT_NE(text, "<missing>") << language << ": " << key;
-      if (std::string(language) == "en") EXPECT_EQ(text, key);
+      if (std::string(language) == "en") {
+        EXPECT_EQ(text, key);
+      }
     }
   }
 }

@@ -249,8 +249,9 @@ void expectCorrupt(const Bytes& bytes, const char* mentioning = nullptr) {
   ASSERT_TRUE(error);
   EXPECT_EQ(error->domain(), OVNCocoaErrorDomain);
   EXPECT_EQ(error->code(), OVNPropertyListReadCorruptError);
-  if (mentioning)
+  if (mentioning) {
     EXPECT_NE(error->localizedDescription().find(mentioning), std::string::npos) << error->localizedDescription();
+  }
 }
 
 TEST(OVNPropertyListSerializationTest, CorruptBinaryInputGivesAnError) {
