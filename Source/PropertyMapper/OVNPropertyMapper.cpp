@@ -253,7 +253,7 @@ bool refuse(const std::shared_ptr<OVNError>& problem, std::shared_ptr<OVNError>*
   // Logged only when the caller asked for the error: without a slot the failure is silent.
   if (error) {
     *error = problem;
-    OVNLogger::log(4, "%@", problem->localizedDescription());
+    OVNLogger::log(OVNLogLevelError, "%@", problem->localizedDescription());
   }
   return false;
 }
@@ -660,22 +660,22 @@ OVNValue asOrderedSet(const OVNArray& members) {
 // observers hear of the change. A value the member cannot hold is not stored.
 void store(OVNObject& object, const PropertySlot* slot, std::string_view name, const OVNValue& value) {
   if (!slot || !slot->property || slot->property->isReadOnly()) {
-    OVNLogger::log(1, "OVNPropertyMapper: %@ has no writable property %@", object.className(), name);
+    OVNLogger::log(OVNLogLevelDebug, "OVNPropertyMapper: %@ has no writable property %@", object.className(), name);
     return;
   }
   if (object.hasObservers()) {
     try {
       object.setValue(value, name);
     } catch (const OVNException& e) {
-      OVNLogger::log(1, "OVNPropertyMapper: %@ not stored in %@.%@: %@", value.className(), object.className(), name,
-                     e.reason());
+      OVNLogger::log(OVNLogLevelDebug, "OVNPropertyMapper: %@ not stored in %@.%@: %@", value.className(),
+                     object.className(), name, e.reason());
     }
     return;
   }
   // A missing value for a scalar (Nil) leaves it as it is.
   if (slot->property->set(object, value) == OVNPropertyAccessor::SetResult::Mismatch) {
-    OVNLogger::log(1, "OVNPropertyMapper: %@ does not fit %@.%@ (%@)", value.className(), object.className(), name,
-                   slot->typeString);
+    OVNLogger::log(OVNLogLevelDebug, "OVNPropertyMapper: %@ does not fit %@.%@ (%@)", value.className(),
+                   object.className(), name, slot->typeString);
   }
 }
 

@@ -61,7 +61,7 @@ class OVNPropertyMapper : public OVNObject {
   // ---- registry ------------------------------------------------------------------------
   //! Validates `mappings` against `cls`; on success merges it into the class's table (a new
   //! entry replaces one under the same key). On failure returns false, stores the error in
-  //! `error` and, only when a slot was given, logs its message at level 4.
+  //! `error` and, only when a slot was given, logs its message at OVNLogLevelError.
   bool addMappings(const OVNDictionaryRef& mappings, const OVNClass& cls, std::shared_ptr<OVNError>* error = nullptr);
   //! As addMappings, but the class's table becomes a copy of `mappings`.
   bool setMappings(const OVNDictionaryRef& mappings, const OVNClass& cls, std::shared_ptr<OVNError>* error = nullptr);
