@@ -350,16 +350,17 @@ OVNDictionaryRef sourceDictionary(const OVNValue& source) {
   return nullptr;
 }
 
-// The class's final decoder, given the whole source (option 0) or the unmapped remainder
-// (option 1); other options never call it. A source that is not a dictionary has nothing
-// to hand over.
+// The class's final decoder, given the whole source (FinalDecoderWholeDictionary) or the
+// unmapped remainder (FinalDecoderUnmappedRemainder); other options never call it. A source that is not a dictionary
+// has nothing to hand over.
 void applyFinalDecoder(const OVNPropertyMapper::Impl& impl, const OVNObjectRef& object,
                        const OVNDictionaryRef& dictionary, std::string_view mappingKey,
                        const OVNMappingTable* mapping) {
   auto decoder = impl.decoders.find(mappingKey);
   if (decoder == impl.decoders.end() || !decoder->second || !dictionary) return;
   auto option = impl.decoderOptions.find(mappingKey);
-  const std::uint64_t chosen = option == impl.decoderOptions.end() ? 0 : option->second;
+  const std::uint64_t chosen =
+      option == impl.decoderOptions.end() ? OVNPropertyMapper::FinalDecoderWholeDictionary : option->second;
   if (chosen == OVNPropertyMapper::FinalDecoderWholeDictionary) {
     decoder->second(dictionary, object);
   } else if (chosen == OVNPropertyMapper::FinalDecoderUnmappedRemainder) {
