@@ -727,6 +727,7 @@ constexpr std::string_view kAustin = R"({"id": "KAUS", "dataSource": "METAR", "l
 
 TEST(PropertyMapperWorkedModels, AnObservationMapsAndSerializesBack) {
   auto mapper = makeWeatherMapper();
+  ASSERT_TRUE(mapper);
   OVNPropertyMapper::Errors errors;
   // A nested object's own rules are checked.
   EXPECT_EQ(mapper->createObjectWithClass<Observation>(json(R"({"id": "KPHX", "dataSource": "METAR",
