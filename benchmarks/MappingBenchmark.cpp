@@ -78,6 +78,12 @@ BENCHMARK(BM_Anchor_NlohmannToStructs)->Unit(benchmark::kMicrosecond);
 // model tables and mapped into an Observation with its place, profile, measurements and
 // periods (examples/Models), as an endpoint's mapping operation does.
 
+OVNPropertyMapperRef registeredMapper() {
+  auto mapper = makeWeatherMapper();
+  if (!mapper) fail("the worked model tables did not register");
+  return mapper;
+}
+
 std::vector<std::shared_ptr<Observation>> mapReply(const std::string& json, OVNPropertyMapper& mapper) {
   OVNDictionaryRef envelope = OVNJSONSerialization::JSONObjectWithData(json).dictionary();
   OVNArrayRef response = envelope ? envelope->objectForKey("response").array() : nullptr;
@@ -107,7 +113,7 @@ const std::vector<std::shared_ptr<Observation>>& mappedObservations(OVNPropertyM
 }
 
 void BM_OVNMapObservations(benchmark::State& state) {
-  auto mapper = makeWeatherMapper();
+  auto mapper = registeredMapper();
   mappedObservations(*mapper);
   for (auto _ : state) {
     auto observations = mapReply(payload(), *mapper);
@@ -119,7 +125,7 @@ BENCHMARK(BM_OVNMapObservations)->Unit(benchmark::kMicrosecond);
 
 // Model objects back into dictionaries (what a cache or an upload would write).
 void BM_OVNSerializeObservations(benchmark::State& state) {
-  auto mapper = makeWeatherMapper();
+  auto mapper = registeredMapper();
   const auto& observations = mappedObservations(*mapper);
   for (auto _ : state) {
     for (const auto& observation : observations) benchmark::DoNotOptimize(mapper->serializeObject(observation));
@@ -130,7 +136,7 @@ BENCHMARK(BM_OVNSerializeObservations)->Unit(benchmark::kMicrosecond);
 
 // One observation (six model objects) through a secure keyed archive and back.
 void BM_OVNArchiveObservation(benchmark::State& state) {
-  auto mapper = makeWeatherMapper();
+  auto mapper = registeredMapper();
   const auto& observation = mappedObservations(*mapper).front();
   for (auto _ : state) {
     OVNDataRef data = OVNKeyedArchiver::archivedDataWithRootObject(observation, true, nullptr);

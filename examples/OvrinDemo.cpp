@@ -78,6 +78,10 @@ int main() {
 
   std::printf("\n2. A reply mapped off the main thread, delivered on the main queue\n");
   auto mapper = makeWeatherMapper();
+  if (!mapper) {
+    std::printf("  the model tables did not register\n");
+    return 1;
+  }
   auto envelope = OVNJSONSerialization::JSONObjectWithData(kSampleReply).dictionary();
   auto response = OVNApiResponse::initWithJSONDictionary(envelope);
   auto operation = OVNPropertyMappingOperation::initWithApiResponse(*response, Observation::classObject(), mapper);

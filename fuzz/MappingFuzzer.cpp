@@ -11,6 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   static const OVNPropertyMapperRef mapper = makeWeatherMapper();
+  if (!mapper) std::abort();  // the worked tables must register before any input counts
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
   const OVNValue payload = OVNJSONSerialization::JSONObjectWithData(text, OVNJSONReadingFragmentsAllowed);
   if (payload.isMissing()) return 0;

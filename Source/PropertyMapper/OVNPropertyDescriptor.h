@@ -4,10 +4,10 @@
 // a property becomes in a serialized dictionary (encoding), and it carries the validators
 // the mapper runs on the value before it creates an object.
 //
-// Kinds (`type`): 0 plain property; 1 nested object or array of objects of
-// `propertyClass`; 2 property `propertyName` of the nested object held in
-// `classPropertyName`; 3 converted through the encoding / decoding callbacks; 4 whole-object
-// callbacks. The mapper ignores kinds 5 and above. `mode` bits: 1 encode, 2 decode.
+// Kinds (`type`): Plain property; NestedObject, a nested object or array of objects of
+// `propertyClass`; NestedProperty, property `propertyName` of the nested object held in
+// `classPropertyName`; Converted through the encoding / decoding callbacks; WholeObject
+// callbacks. The mapper ignores kinds above WholeObject. `mode` bits: Encode, Decode.
 //
 // Threads: configure a descriptor before handing it to a mapper; afterwards any number of
 // threads may read it and run its validators and callbacks at once. Mapping tables share
@@ -41,13 +41,13 @@ using OVNPropertyValidatorBlock =
     std::function<std::shared_ptr<OVNError>(const OVNValue& value, const std::string& propertyName)>;
 //! The simple form: value -> passes?
 using OVNPropertyValidationBlock = std::function<bool(const OVNValue& value)>;
-//! Kind 3: (value, name) -> converted value. Encoding receives the source key, decoding the
+//! Converted: (value, name) -> converted value. Encoding receives the source key, decoding the
 //! property name.
 using OVNPropertyEncodingBlock = std::function<OVNValue(const OVNValue& value, const std::string& name)>;
 using OVNPropertyDecodingBlock = std::function<OVNValue(const OVNValue& value, const std::string& name)>;
-//! Kind 4: the serialized value made from the whole object.
+//! WholeObject: the serialized value made from the whole object.
 using OVNPropertyEncodingGenerationBlock = std::function<OVNValue(const OVNObjectRef& object)>;
-//! Kind 4: applies the dictionary's value to the object itself.
+//! WholeObject: applies the dictionary's value to the object itself.
 using OVNPropertyDecodingConsumerBlock = std::function<void(const OVNValue& value, const OVNObjectRef& object)>;
 
 class OVN_EXPORT OVNPropertyDescriptor : public OVNObject {
@@ -74,27 +74,27 @@ class OVN_EXPORT OVNPropertyDescriptor : public OVNObject {
   //! Plain construction is refused: throws NSInvalidArgumentException ("unrecognized
   //! selector") and yields no descriptor.
   [[noreturn]] static Ref init();
-  //! Kind 0, both directions (or `mode`).
+  //! Plain, both directions (or `mode`).
   static Ref initWithPropertyName(std::string propertyName);
   static Ref initWithPropertyName(std::string propertyName, std::uint64_t mode);
-  //! Kind 1, both directions (or `mode`).
+  //! NestedObject, both directions (or `mode`).
   static Ref initWithPropertyName(std::string propertyName, const OVNClass& propertyClass);
   static Ref initWithPropertyName(std::string propertyName, const OVNClass& propertyClass, std::uint64_t mode);
-  //! Kind 2, both directions: `propertyName` of the `propertyClass` object held in
+  //! NestedProperty, both directions: `propertyName` of the `propertyClass` object held in
   //! `classPropertyName`.
   static Ref initWithPropertyName(std::string propertyName, std::string classPropertyName,
                                   const OVNClass& propertyClass);
-  //! Kind 3; the mode has bit 1 when an encoding block is given and bit 2 when a decoding
+  //! Converted; the mode has Encode when an encoding block is given and Decode when a decoding
   //! block is given.
   static Ref initWithPropertyName(std::string propertyName, OVNPropertyEncodingBlock encodingBlock,
                                   OVNPropertyDecodingBlock decodingBlock);
-  //! Kind 4, no property name; bits as for kind 3.
+  //! WholeObject, no property name; mode bits as for Converted.
   static Ref initWithEncodingGenerationBlock(OVNPropertyEncodingGenerationBlock encodingGenerationBlock,
                                              OVNPropertyDecodingConsumerBlock decodingConsumerBlock);
 
   const std::string& propertyName() const { return propertyName_; }
   void setPropertyName(std::string name) { propertyName_ = std::move(name); }
-  //! Null unless set (kinds 1 and 2).
+  //! Null unless set (NestedObject and NestedProperty).
   const OVNClass* propertyClass() const { return propertyClass_; }
   void setPropertyClass(const OVNClass* cls) { propertyClass_ = cls; }
   const std::string& classPropertyName() const { return classPropertyName_; }

@@ -62,10 +62,12 @@ class OVN_EXPORT OVNPropertyMapper : public OVNObject {
   // ---- registry ------------------------------------------------------------------------
   //! Validates `mappings` against `cls`; on success merges it into the class's table (a new
   //! entry replaces one under the same key). On failure returns false, stores the error in
-  //! `error` and, only when a slot was given, logs its message at level 4.
-  bool addMappings(const OVNDictionaryRef& mappings, const OVNClass& cls, std::shared_ptr<OVNError>* error = nullptr);
+  //! `error` and, only when a slot was given, logs its message at OVNLogLevelError.
+  [[nodiscard]] bool addMappings(const OVNDictionaryRef& mappings, const OVNClass& cls,
+                                 std::shared_ptr<OVNError>* error = nullptr);
   //! As addMappings, but the class's table becomes a copy of `mappings`.
-  bool setMappings(const OVNDictionaryRef& mappings, const OVNClass& cls, std::shared_ptr<OVNError>* error = nullptr);
+  [[nodiscard]] bool setMappings(const OVNDictionaryRef& mappings, const OVNClass& cls,
+                                 std::shared_ptr<OVNError>* error = nullptr);
   //! Takes `other`'s tables class by class (a class in both gets other's whole table), then
   //! its final encoders, decoders and decoder options.
   void addMappingsFromPropertyMapper(const OVNPropertyMapper& other);
@@ -99,20 +101,22 @@ class OVN_EXPORT OVNPropertyMapper : public OVNObject {
   // ---- validation ----------------------------------------------------------------------
   //! The first problem of `mappings` on `cls` (60530 for a value that is not a descriptor,
   //! 60520 for a property the class lacks), or null.
-  std::shared_ptr<OVNError> validateMappings(const OVNDictionaryRef& mappings, const OVNClass& cls) const;
+  [[nodiscard]] std::shared_ptr<OVNError> validateMappings(const OVNDictionaryRef& mappings, const OVNClass& cls) const;
   //! Every validation error of `values` (a dictionary, or an array of them) against
   //! `mapping`, nested tables included, in table order; empty when valid.
-  Errors validateMapping(const OVNDictionaryRef& mapping, const OVNValue& values) const;
-  Errors validateMappingWithValuesArray(const OVNDictionaryRef& mapping, const OVNArrayRef& values) const;
-  Errors validateMappingWithValuesDictionary(const OVNDictionaryRef& mapping, const OVNDictionaryRef& values) const;
+  [[nodiscard]] Errors validateMapping(const OVNDictionaryRef& mapping, const OVNValue& values) const;
+  [[nodiscard]] Errors validateMappingWithValuesArray(const OVNDictionaryRef& mapping, const OVNArrayRef& values) const;
+  [[nodiscard]] Errors validateMappingWithValuesDictionary(const OVNDictionaryRef& mapping,
+                                                           const OVNDictionaryRef& values) const;
 
   // ---- conversions ---------------------------------------------------------------------
   //! Validates `dictionary` against the class's table, then makes and fills an object. On
   //! failure (no table: 60540; invalid values: their errors) stores the list in `errors`
   //! and returns null.
-  OVNObjectRef createObjectWithClass(const OVNClass& cls, const OVNValue& dictionary, Errors* errors = nullptr);
+  [[nodiscard]] OVNObjectRef createObjectWithClass(const OVNClass& cls, const OVNValue& dictionary,
+                                                   Errors* errors = nullptr);
   template <class T>
-  std::shared_ptr<T> createObjectWithClass(const OVNValue& dictionary, Errors* errors = nullptr) {
+  [[nodiscard]] std::shared_ptr<T> createObjectWithClass(const OVNValue& dictionary, Errors* errors = nullptr) {
     return std::dynamic_pointer_cast<T>(createObjectWithClass(T::classObject(), dictionary, errors));
   }
   //! Makes an object through the model factory and fills it from `dictionary` (when
@@ -143,8 +147,6 @@ class OVN_EXPORT OVNPropertyMapper : public OVNObject {
   class Impl;
 
  private:
-  OVNValue serializeNested(const OVNValue& value, std::uint64_t options);
-
   std::unique_ptr<Impl> impl_;
 };
 

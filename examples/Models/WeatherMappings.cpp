@@ -98,6 +98,5 @@ bool registerWeatherMappings(OVNPropertyMapper& mapper) {
 
 OVNPropertyMapperRef makeWeatherMapper() {
   auto mapper = OVNPropertyMapper::init();
-  registerWeatherMappings(*mapper);
-  return mapper;
+  return registerWeatherMappings(*mapper) ? mapper : nullptr;
 }

@@ -5,7 +5,8 @@
 
 //! Registers the tables, final encoder and final decoder of the worked model classes on
 //! `mapper`; false (with the error logged) if a table does not fit its class.
-bool registerWeatherMappings(OVNPropertyMapper& mapper);
+[[nodiscard]] bool registerWeatherMappings(OVNPropertyMapper& mapper);
 
-//! A mapper with the worked model tables registered.
+//! A mapper with the worked model tables registered; null (with the error logged) if a
+//! table does not fit its class.
 OVNPropertyMapperRef makeWeatherMapper();

@@ -63,7 +63,7 @@ class OVNPropertyMappingOperationTest : public ::testing::Test {
   std::shared_ptr<HookedFactory> factory = std::make_shared<HookedFactory>();
   OVNPropertyMapperRef mapper = [this] {
     auto m = OVNPropertyMapper::initWithModelFactory(factory);
-    registerWeatherMappings(*m);
+    if (!registerWeatherMappings(*m)) ADD_FAILURE() << "the worked model tables do not fit their classes";
     return m;
   }();
   std::vector<std::string> deliveredIds() const {

@@ -285,11 +285,14 @@ TEST(OVNAutoCodingTest, WrongClassRaisesOrFails) {
   loose->title = 5;
   const auto forged = archiveRenamingClass(*loose, "AutoCodingLooseStation", "AutoCodingStation");
   const std::string expected = "Expected 'title' to be a NSString, but was actually a NSNumber";
+  // Only the exception matters here: the decode never returns.
   EXPECT_EQ(autocodingReason([&] {
-              OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *forged, nullptr);
+              static_cast<void>(
+                  OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *forged, nullptr));
             }),
             expected);
-  EXPECT_EQ(autocodingReason([&] { OVNKeyedUnarchiver::unarchiveObjectWithData(*forged); }), expected);
+  EXPECT_EQ(autocodingReason([&] { static_cast<void>(OVNKeyedUnarchiver::unarchiveObjectWithData(*forged)); }),
+            expected);
 
   // A secure coder never makes a model object of another class than the property's.
   loose->title = OVNValue();
@@ -300,7 +303,7 @@ TEST(OVNAutoCodingTest, WrongClassRaisesOrFails) {
       OVNKeyedUnarchiver::unarchivedObjectOfClass(AutoCodingStation::classObject(), *wrongModel, &error).isMissing());
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), OVNCoderReadCorruptError);
-  EXPECT_EQ(autocodingReason([&] { OVNKeyedUnarchiver::unarchiveObjectWithData(*wrongModel); }),
+  EXPECT_EQ(autocodingReason([&] { static_cast<void>(OVNKeyedUnarchiver::unarchiveObjectWithData(*wrongModel)); }),
             "Expected 'place' to be a AutoCodingPlace, but was actually a AutoCodingStation");
 
   // The right class that the member cannot hold fails the decode instead of throwing.

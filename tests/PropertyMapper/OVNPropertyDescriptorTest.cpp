@@ -45,26 +45,27 @@ TEST(PropertyDescriptorInit, EachInitializerSetsItsKindAndMode) {
   auto convert = [](const OVNValue& v, const std::string&) { return v; };
   auto generate = [](const OVNObjectRef&) { return OVNValue(1); };
   auto consume = [](const OVNValue&, const OVNObjectRef&) {};
+  constexpr std::uint64_t kNoMode = 0;  // neither direction
   struct Row {
     D::Ref descriptor;
     std::uint64_t type, mode;
   };
   const std::vector<Row> rows = {
-      {D::initWithPropertyName("title"), 0, 3},
-      {D::initWithPropertyName("title", 1), 0, 1},
-      {D::initWithPropertyName("gizmo", gizmo), 1, 3},
-      {D::initWithPropertyName("gizmo", gizmo, 2), 1, 2},
-      {D::initWithPropertyName("label", std::string("gizmo"), gizmo), 2, 3},
-      // Callback kinds: bit 1 with an encoder, bit 2 with a decoder.
-      {D::initWithPropertyName("p", convert, convert), 3, 3},
-      {D::initWithPropertyName("p", convert, OVNPropertyDecodingBlock{}), 3, 1},
-      {D::initWithPropertyName("p", OVNPropertyEncodingBlock{}, convert), 3, 2},
-      {D::initWithPropertyName("p", OVNPropertyEncodingBlock{}, OVNPropertyDecodingBlock{}), 3, 0},
-      {D::initWithEncodingGenerationBlock(generate, consume), 4, 3},
-      {D::initWithEncodingGenerationBlock(generate, {}), 4, 1},
-      {D::initWithEncodingGenerationBlock({}, consume), 4, 2},
-      {D::initWithEncodingGenerationBlock({}, {}), 4, 0},
-      {OVNTimestampDescriptor("observedAt"), 3, 3},
+      {D::initWithPropertyName("title"), D::Plain, D::EncodeDecode},
+      {D::initWithPropertyName("title", D::Encode), D::Plain, D::Encode},
+      {D::initWithPropertyName("gizmo", gizmo), D::NestedObject, D::EncodeDecode},
+      {D::initWithPropertyName("gizmo", gizmo, D::Decode), D::NestedObject, D::Decode},
+      {D::initWithPropertyName("label", std::string("gizmo"), gizmo), D::NestedProperty, D::EncodeDecode},
+      // Callback kinds: Encode with an encoder, Decode with a decoder.
+      {D::initWithPropertyName("p", convert, convert), D::Converted, D::EncodeDecode},
+      {D::initWithPropertyName("p", convert, OVNPropertyDecodingBlock{}), D::Converted, D::Encode},
+      {D::initWithPropertyName("p", OVNPropertyEncodingBlock{}, convert), D::Converted, D::Decode},
+      {D::initWithPropertyName("p", OVNPropertyEncodingBlock{}, OVNPropertyDecodingBlock{}), D::Converted, kNoMode},
+      {D::initWithEncodingGenerationBlock(generate, consume), D::WholeObject, D::EncodeDecode},
+      {D::initWithEncodingGenerationBlock(generate, {}), D::WholeObject, D::Encode},
+      {D::initWithEncodingGenerationBlock({}, consume), D::WholeObject, D::Decode},
+      {D::initWithEncodingGenerationBlock({}, {}), D::WholeObject, kNoMode},
+      {OVNTimestampDescriptor("observedAt"), D::Converted, D::EncodeDecode},
   };
   for (std::size_t i = 0; i < rows.size(); ++i) {
     EXPECT_EQ(rows[i].descriptor->type(), rows[i].type) << "row " << i;

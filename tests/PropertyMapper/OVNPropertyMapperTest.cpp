@@ -116,6 +116,7 @@ const OVNClass& MapperGenerated::classObject() {
 namespace {
 
 using D = OVNPropertyDescriptor;
+using M = OVNPropertyMapper;
 using Lines = std::vector<std::string>;
 
 D::Ref plain(std::string name) { return D::initWithPropertyName(std::move(name)); }
@@ -240,22 +241,22 @@ TEST_F(PropertyMapperRegistry, AddMergesSetReplacesWithACopyMergingTakesWholeTab
 
   // Another mapper's tables replace whole tables; its coders and options come along.
   ASSERT_TRUE(mapper->setMappings(partTable(), part));
-  mapper->setFinalMappingDecoder(noDecoder, part, 0);
+  mapper->setFinalMappingDecoder(noDecoder, part, M::FinalDecoderWholeDictionary);
   auto other = OVNPropertyMapper::init();
   ASSERT_TRUE(other->setMappings(OVNDictionary::make({{"w", plain("lat")}}), widget));
   int encoded = 0;
   other->setFinalMappingEncoder([&](const OVNDictionaryRef&, const OVNObjectRef&) { ++encoded; }, widget);
-  other->setFinalMappingDecoder(noDecoder, part, 1);
+  other->setFinalMappingDecoder(noDecoder, part, M::FinalDecoderUnmappedRemainder);
   mapper->addMappingsFromPropertyMapper(*other);
   EXPECT_EQ(mapper->mappingsForClass(widget)->allKeys(), Lines{"w"});
   EXPECT_EQ(mapper->mappingsForClass(part)->count(), 3u);
-  EXPECT_EQ(mapper->finalMappingDecoderOptionForClass(part), 1u);
+  EXPECT_EQ(mapper->finalMappingDecoderOptionForClass(part), M::FinalDecoderUnmappedRemainder);
   mapper->serializeObject(OVNMake<MapperWidget>());
   EXPECT_EQ(encoded, 1);
 }
 
 TEST_F(PropertyMapperRegistry, RemoveTakesTableCodersAndOption) {
-  mapper->setFinalMappingDecoder(noDecoder, part, 1);
+  mapper->setFinalMappingDecoder(noDecoder, part, M::FinalDecoderUnmappedRemainder);
   EXPECT_TRUE(mapper->removeMappingsForClass(part));
   EXPECT_FALSE(mapper->finalMappingDecoderOptionForClass(part).has_value());
   EXPECT_FALSE(mapper->finalMappingDecoderForClass(part));
@@ -354,16 +355,17 @@ TEST(PropertyMapperConvert, EveryKindInBothDirections) {
 TEST(PropertyMapperConvert, SerializationOptionsForMissingValues) {
   auto mapper = mapperWith(widgetTable());
   auto widget = OVNMake<MapperWidget>();
-  expectEqualValues(mapper->serializeObject(widget, 0), json(R"({
+  expectEqualValues(mapper->serializeObject(widget, M::SerializeSkipMissing), json(R"({
       "name": "", "count": 0, "loc": {}, "parts": [], "spare": {}, "stampKey": "|stampKey", "summary": "#0"})"));
-  expectEqualValues(mapper->serializeObject(widget, 1), json(R"({
+  expectEqualValues(mapper->serializeObject(widget, M::SerializeMissingAsNull), json(R"({
       "name": "", "nick": null, "count": 0, "loc": {}, "part": null, "parts": [],
       "spare": {"partLabel": null}, "stampKey": "|stampKey", "summary": "#0"})"));
 
-  // Only a single nested object inherits option 1; collection members get option 0.
+  // Only a single nested object inherits SerializeMissingAsNull; collection members skip
+  // missing values.
   widget->part = OVNMake<MapperPart>();
   widget->parts.push_back(OVNMake<MapperPart>());
-  auto result = mapper->serializeObject(widget, 1).dictionary();
+  auto result = mapper->serializeObject(widget, M::SerializeMissingAsNull).dictionary();
   expectEqualValues(result->objectForKey("part"), json(R"({"label": "", "note": null, "size": 0})"));
   expectEqualValues(result->objectForKey("parts"), json(R"([{"label": "", "size": 0}])"));
 }
@@ -469,11 +471,11 @@ TEST(PropertyMapperConvert, UpdatesKeepWhatNullLeavesAndFillNestedObjectsInPlace
 TEST(PropertyMapperConvert, ModesDecideTheDirectionsAndUnknownKindsAreIgnored) {
   auto mapper = OVNPropertyMapper::init();
   auto unknownKind = plain("lat");
-  unknownKind->setType(7);
+  unknownKind->setType(D::WholeObject + 1);
   auto decodeOnly = D::initWithPropertyName("stamp", OVNPropertyEncodingBlock{},
                                             [](const OVNValue& v, const std::string&) { return v; });
-  ASSERT_TRUE(mapper->setMappings(OVNDictionary::make({{"name", D::initWithPropertyName("name", 1)},
-                                                       {"count", D::initWithPropertyName("count", 2)},
+  ASSERT_TRUE(mapper->setMappings(OVNDictionary::make({{"name", D::initWithPropertyName("name", D::Encode)},
+                                                       {"count", D::initWithPropertyName("count", D::Decode)},
                                                        {"stamp", decodeOnly},
                                                        {"lat", unknownKind}}),
                                   MapperWidget::classObject()));
@@ -725,6 +727,7 @@ constexpr std::string_view kAustin = R"({"id": "KAUS", "dataSource": "METAR", "l
 
 TEST(PropertyMapperWorkedModels, AnObservationMapsAndSerializesBack) {
   auto mapper = makeWeatherMapper();
+  ASSERT_TRUE(mapper);
   OVNPropertyMapper::Errors errors;
   // A nested object's own rules are checked.
   EXPECT_EQ(mapper->createObjectWithClass<Observation>(json(R"({"id": "KPHX", "dataSource": "METAR",

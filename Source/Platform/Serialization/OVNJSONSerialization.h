@@ -42,17 +42,17 @@ class OVN_EXPORT OVNJSONSerialization {
 
   //! The value the JSON text holds, or missing with `error` set. A UTF-8 byte-order mark
   //! is skipped; other encodings are refused.
-  static OVNValue JSONObjectWithData(std::string_view data, unsigned options = 0,
-                                     std::shared_ptr<OVNError>* error = nullptr);
-  static OVNValue JSONObjectWithData(const OVNData& data, unsigned options = 0,
-                                     std::shared_ptr<OVNError>* error = nullptr);
+  [[nodiscard]] static OVNValue JSONObjectWithData(std::string_view data, unsigned options = 0,
+                                                   std::shared_ptr<OVNError>* error = nullptr);
+  [[nodiscard]] static OVNValue JSONObjectWithData(const OVNData& data, unsigned options = 0,
+                                                   std::shared_ptr<OVNError>* error = nullptr);
 
   //! The JSON text of `value` as UTF-8 bytes, or null with `error` set when the value holds
   //! something JSON cannot (dates, data, sets, objects, non-finite numbers, invalid UTF-8,
   //! nesting beyond the limit) or is not a container and fragments are not allowed.
-  static OVNDataRef dataWithJSONObject(const OVNValue& value, unsigned options = 0,
-                                       std::shared_ptr<OVNError>* error = nullptr);
+  [[nodiscard]] static OVNDataRef dataWithJSONObject(const OVNValue& value, unsigned options = 0,
+                                                     std::shared_ptr<OVNError>* error = nullptr);
 
   //! Whether `dataWithJSONObject` with no options would succeed.
-  static bool isValidJSONObject(const OVNValue& value);
+  [[nodiscard]] static bool isValidJSONObject(const OVNValue& value);
 };

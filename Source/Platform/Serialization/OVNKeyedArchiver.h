@@ -32,8 +32,8 @@ class OVN_EXPORT OVNKeyedArchiver : public OVNCoder {
   //! support secure coding.
   static std::shared_ptr<OVNKeyedArchiver> initRequiringSecureCoding(bool requiresSecureCoding);
   //! The archive of `root` under OVNKeyedArchiveRootObjectKey, or null plus the error.
-  static OVNDataRef archivedDataWithRootObject(const OVNValue& root, bool requiringSecureCoding,
-                                               std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static OVNDataRef archivedDataWithRootObject(const OVNValue& root, bool requiringSecureCoding,
+                                                             std::shared_ptr<OVNError>* error);
 
   //! OVNPropertyListBinaryFormat_v1_0 (the default) or OVNPropertyListXMLFormat_v1_0; any
   //! other format is a programming error.

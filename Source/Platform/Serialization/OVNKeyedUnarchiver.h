@@ -36,18 +36,19 @@ class OVN_EXPORT OVNKeyedUnarchiver : public OVNCoder {
 
   //! An unarchiver over `data` requiring secure coding, or null plus an error
   //! (OVNCoderReadCorruptError) when the data is not a keyed archive.
-  static std::shared_ptr<OVNKeyedUnarchiver> initForReadingFromData(const OVNData& data,
-                                                                    std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static std::shared_ptr<OVNKeyedUnarchiver> initForReadingFromData(const OVNData& data,
+                                                                                  std::shared_ptr<OVNError>* error);
   //! The root object when it is an instance of `cls` (securely decoded), else missing plus
   //! the error.
-  static OVNValue unarchivedObjectOfClass(const OVNClass& cls, const OVNData& data, std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static OVNValue unarchivedObjectOfClass(const OVNClass& cls, const OVNData& data,
+                                                        std::shared_ptr<OVNError>* error);
   //! As unarchivedObjectOfClass, for an instance of any of `classes` (null entries, as
   //! OVNClass::named gives for unknown names, allow nothing).
-  static OVNValue unarchivedObjectOfClasses(const std::vector<const OVNClass*>& classes, const OVNData& data,
-                                            std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static OVNValue unarchivedObjectOfClasses(const std::vector<const OVNClass*>& classes,
+                                                          const OVNData& data, std::shared_ptr<OVNError>* error);
   //! The root object, decoded without class restrictions (the legacy form); missing when
   //! the data cannot be read. Use it only for archives the application wrote itself.
-  static OVNValue unarchiveObjectWithData(const OVNData& data);
+  [[nodiscard]] static OVNValue unarchiveObjectWithData(const OVNData& data);
 
   void setRequiresSecureCoding(bool requiresSecureCoding);
   bool requiresSecureCoding() const override;

@@ -37,16 +37,17 @@ class OVN_EXPORT OVNPropertyListSerialization {
  public:
   //! The value, with the format found in `format` (may be null); missing plus an error
   //! (OVNPropertyListReadCorruptError) when the bytes are not a property list.
-  static OVNValue propertyListWithData(const OVNData& data, int options, int* format, std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static OVNValue propertyListWithData(const OVNData& data, int options, int* format,
+                                                     std::shared_ptr<OVNError>* error);
 
   //! The bytes of `plist` in `format` (XML or binary; `options` is unused, as on the
   //! platform), or null plus an error (OVNPropertyListWriteInvalidError) naming what a
   //! property list cannot hold: the null marker, sets, ordered sets, objects, blocks, boxed
   //! values, missing values, strings that are not UTF-8, a container that contains itself.
-  static OVNDataRef dataWithPropertyList(const OVNValue& plist, int format, int options,
-                                         std::shared_ptr<OVNError>* error);
+  [[nodiscard]] static OVNDataRef dataWithPropertyList(const OVNValue& plist, int format, int options,
+                                                       std::shared_ptr<OVNError>* error);
 
   //! Whether `plist` can be written in `format` (propertyList:isValidForFormat:). The
   //! OpenStep form holds only strings, data, arrays and dictionaries.
-  static bool propertyList(const OVNValue& plist, int format);
+  [[nodiscard]] static bool propertyList(const OVNValue& plist, int format);
 };
