@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "Platform/Objects/OVNProperty.h"
+#include "Platform/Objects/OVNStructEncoding.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNBlock.h"
 #include "Platform/Values/OVNBoxedValue.h"
@@ -36,17 +37,6 @@
 #include "Platform/Values/OVNValue.h"
 
 class OVNObject;
-
-//! Specialise (with OVN_STRUCT_ENCODING) to give a trivially copyable structure its
-//! encoding, e.g. "{CGPoint=dd}"; such properties travel as boxed bytes.
-template <class T>
-struct OVNStructEncoding;
-
-#define OVN_STRUCT_ENCODING(Type, encodingText)        \
-  template <>                                          \
-  struct OVNStructEncoding<Type> {                     \
-    static constexpr const char* value = encodingText; \
-  }
 
 namespace ovn::detail {
 
