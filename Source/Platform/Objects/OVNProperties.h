@@ -9,7 +9,8 @@
 // (name, stored_as, member): the data member `member` exposed as the property `name`, its
 // attribute text naming the member as the backing field (T@"NSString",C,N,VhiddenTitle_),
 // which keeps the property out of automatic archives.
-// Members of unsupported types, misspelt names and a missing OVN_CLASS fail to compile.
+// Misspelt names and members of unsupported types fail to compile with a message naming
+// the class and the member; a missing OVN_CLASS fails to compile too.
 // OVN_PROPERTIES also registers the class by name when the program loads. Name classes
 // uniquely across namespaces: the registry knows a class by its plain name.
 //
@@ -43,6 +44,13 @@
 // ---- implementation ---------------------------------------------------------------------
 
 namespace ovn::detail {
+template <class>
+inline constexpr bool dependentFalse = false;
+
+// Stands in for the property after a failed static_assert, so that the compiler has
+// nothing more to report; never defined, never called.
+OVNProperty rejectedProperty();
+
 template <class T>
 OVNClass::Factory defaultFactory() {
   if constexpr (std::is_default_constructible_v<T> && !std::is_abstract_v<T>) {
@@ -70,7 +78,8 @@ OVNClass::Factory defaultFactory() {
 #define OVN_DETAIL_IF(c) OVN_DETAIL_CAT(OVN_DETAIL_IF_, c)
 #define OVN_DETAIL_PROPERTY(Cls, x) \
   OVN_DETAIL_IF(OVN_DETAIL_IS_PAREN(x))(OVN_DETAIL_ACCESSOR_PROPERTY, OVN_DETAIL_MEMBER_PROPERTY)(Cls, x)
-#define OVN_DETAIL_MEMBER_PROPERTY(Cls, x) ::ovn::detail::makeProperty<Cls>(#x, &Cls::x)
+#define OVN_DETAIL_MEMBER_PROPERTY(Cls, x) \
+  OVN_DETAIL_CHECKED_PROPERTY(Cls, x, x, ::ovn::detail::makeProperty<C>(#x, &C::x))
 #define OVN_DETAIL_UNPAREN(...) __VA_ARGS__
 #define OVN_DETAIL_ACCESSOR_PROPERTY(Cls, x) OVN_DETAIL_ACCESSOR_PROPERTY_I(Cls, OVN_DETAIL_UNPAREN x)
 #define OVN_DETAIL_ACCESSOR_PROPERTY_I(Cls, ...) \
@@ -78,10 +87,42 @@ OVNClass::Factory defaultFactory() {
 #define OVN_DETAIL_COUNT(...) OVN_DETAIL_COUNT_I(__VA_ARGS__, 3, 2, 1, ~)
 #define OVN_DETAIL_COUNT_I(a, b, c, n, ...) n
 #define OVN_DETAIL_PAREN_PROPERTY_2(Cls, getter, setter) \
-  ::ovn::detail::makeAccessorProperty<Cls>(#getter, &Cls::getter, &Cls::setter)
+  OVN_DETAIL_CHECKED_PROPERTY(Cls, getter, setter,       \
+                              ::ovn::detail::makeAccessorProperty<C>(#getter, &C::getter, &C::setter))
 #define OVN_DETAIL_PAREN_PROPERTY_3(Cls, name, keyword, member) \
-  OVN_DETAIL_CAT(OVN_DETAIL_FIELD_KEYWORD_, keyword)::ovn::detail::makeFieldProperty<Cls>(#name, #member, &Cls::member)
+  OVN_DETAIL_CAT(OVN_DETAIL_FIELD_KEYWORD_, keyword)            \
+  OVN_DETAIL_CHECKED_PROPERTY(Cls, member, member, ::ovn::detail::makeFieldProperty<C>(#name, #member, &C::member))
 #define OVN_DETAIL_FIELD_KEYWORD_stored_as
+
+// A misspelt name or an unsupported type would otherwise surface as pages of template
+// errors. The element is built inside a generic lambda so that the name is looked up only
+// where a failed lookup is a false condition (a requires-expression), not an error; the
+// first error is then the static_assert naming the class and the member. `readName` is
+// the member or getter, `writeName` the setter (the same name when there is none).
+// Left unformatted: the formatter would split the lambda's call from its body.
+// clang-format off
+#define OVN_DETAIL_HAS_MEMBER(C, x) requires { &C::x; }
+#define OVN_DETAIL_CHECKED_PROPERTY(Cls, readName, writeName, make)                                    \
+  []<class C = Cls>() -> ::OVNProperty {                                                               \
+    if constexpr (!OVN_DETAIL_HAS_MEMBER(C, readName)) {                                               \
+      static_assert(::ovn::detail::dependentFalse<C>,                                                  \
+                    "OVN_PROPERTIES: " #Cls " has no member or getter named '" #readName "'");         \
+      return ::ovn::detail::rejectedProperty();                                                        \
+    } else if constexpr (!OVN_DETAIL_HAS_MEMBER(C, writeName)) {                                       \
+      static_assert(::ovn::detail::dependentFalse<C>,                                                  \
+                    "OVN_PROPERTIES: " #Cls " has no setter named '" #writeName "'");                  \
+      return ::ovn::detail::rejectedProperty();                                                        \
+    } else if constexpr (!::ovn::detail::SupportedPropertyType<                                        \
+                             ::ovn::detail::PropertyValueType<decltype(&C::readName)>>) {              \
+      static_assert(::ovn::detail::dependentFalse<C>,                                                  \
+                    "OVN_PROPERTIES: the type of " #Cls "::" #readName                                 \
+                    " is not a supported property type (see OVNPropertyTraits.h)");                    \
+      return ::ovn::detail::rejectedProperty();                                                        \
+    } else {                                                                                           \
+      return make;                                                                                     \
+    }                                                                                                  \
+  }()
+// clang-format on
 
 // A comma-separated map over up to 256 elements.
 #define OVN_DETAIL_PARENS ()

@@ -360,6 +360,26 @@ struct PropertyTraits<T, std::enable_if_t<HasStructEncoding<T>::value>> {
   }
 };
 
+//! Whether members of type T can be properties: the table above has an entry for it.
+template <class T>
+concept SupportedPropertyType = requires {
+  PropertyTraits<T>::encoding();
+};
+
+//! The value type of a property, from a pointer to its data member or to its const getter.
+template <class Pointer>
+struct PropertyValueTypeOf;
+template <class M, class Owner>
+struct PropertyValueTypeOf<M Owner::*> {
+  using type = M;
+};
+template <class R, class Owner>
+struct PropertyValueTypeOf<R (Owner::*)() const> {
+  using type = std::remove_cvref_t<R>;
+};
+template <class Pointer>
+using PropertyValueType = typename PropertyValueTypeOf<Pointer>::type;
+
 //! The attribute text: T<encoding>[,R][,C|&|W],N[,D][,V<field>]; `field` is the backing
 //! field's full name ("_title" for a member declared as `title`), empty for none.
 std::string makeAttributes(const std::string& encoding, const char* ownership, bool readOnly, bool dynamic,
