@@ -3,6 +3,7 @@
 #include "NSObject+OVNApiObject.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "PropertyMapper/NSObject+OVNPropertyIntrospection.h"
 
 OVN_PROPERTIES(OVNApiObject, identifier)

@@ -3,6 +3,7 @@
 #include "Categories/NSDictionary+OvrinCore.h"
 #include "Categories/NSObject+OvrinCore.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNApiRequestOptions, (action, setAction))

@@ -2,6 +2,7 @@
 
 #include "OVNApiResponse.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNConsoleLog.h"
 
 OVN_PROPERTIES(OVNPropertyMappingOperation)

@@ -6,6 +6,7 @@
 
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Objects/OVNProperties.h"
 
 namespace {
 

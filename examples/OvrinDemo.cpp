@@ -19,6 +19,7 @@
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/System/OVNFileManager.h"
+#include "Platform/Values/OVNData.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 #include "WeatherMappings.h"
 

@@ -9,6 +9,7 @@
 
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNCoder.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"

@@ -2,6 +2,7 @@
 
 #include "KVO/detail/OVNKVOInfo.h"
 #include "KVO/detail/OVNKVOSharedController.h"
+#include "Platform/Objects/OVNProperties.h"
 
 using ovn::detail::OVNKVOInfo;
 using ovn::detail::OVNKVOSharedController;

@@ -12,6 +12,7 @@
 
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNCallStack.h"
 #include "Platform/System/OVNConsoleLog.h"

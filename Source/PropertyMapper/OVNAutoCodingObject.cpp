@@ -1,5 +1,6 @@
 #include "PropertyMapper/OVNAutoCodingObject.h"
 
+#include "Platform/Objects/OVNProperties.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 
 OVN_PROPERTIES(OVNAutoCodingObject)

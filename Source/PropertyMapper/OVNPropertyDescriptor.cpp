@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Text/OVNRegularExpression.h"
 #include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"

@@ -4,6 +4,7 @@
 #include "Measurements.h"
 #include "Observation.h"
 #include "Place.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "StationProfile.h"
 
 OVN_PROPERTIES(Place, name, state, country)

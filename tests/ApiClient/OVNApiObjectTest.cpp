@@ -5,6 +5,7 @@
 #include "OVNApiObject.h"
 #include "Observation.h"
 #include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNArray.h"
 
 namespace apiobjecttest {

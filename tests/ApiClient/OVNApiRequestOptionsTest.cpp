@@ -2,6 +2,7 @@
 
 #include "OVNApiRequestOptions.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 
 namespace requestoptionstest {
 

@@ -3,6 +3,7 @@
 #include "OVNApiResponse.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNDictionary.h"

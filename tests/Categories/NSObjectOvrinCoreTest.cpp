@@ -9,6 +9,7 @@
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Dispatch/OVNTestClock.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNArray.h"
 
 namespace {

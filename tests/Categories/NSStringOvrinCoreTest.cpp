@@ -3,6 +3,7 @@
 #include <random>
 
 #include "Categories/NSString+OvrinCore.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"

@@ -14,6 +14,7 @@
 #include "Logging/OVNLogger.h"
 #include "Platform/Dispatch/OVNTestClock.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNConsoleLog.h"
 #include "Platform/System/OVNDevice.h"

@@ -8,6 +8,7 @@
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Text/OVNRegularExpression.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNSet.h"

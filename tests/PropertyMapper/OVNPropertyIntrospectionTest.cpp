@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/NSArray+OVNDeepCopy.h"

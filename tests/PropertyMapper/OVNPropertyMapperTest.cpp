@@ -12,6 +12,7 @@
 
 #include "Logging/OVNLogger.h"
 #include "Observation.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/System/OVNConsoleLog.h"
 #include "Platform/Values/OVNArray.h"

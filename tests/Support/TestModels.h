@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Objects/OVNObject.h"
+#include "Platform/Objects/OVNStructEncoding.h"
 
 struct TestPoint {
   double x = 0, y = 0;

@@ -1,6 +1,7 @@
 #include "Platform/Dispatch/OVNBlockOperation.h"
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 
 OVN_PROPERTIES(OVNBlockOperation)
 

@@ -1,6 +1,7 @@
 #include "Platform/Dispatch/OVNOperation.h"
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 
 OVN_PROPERTIES(OVNOperation)
 

@@ -1,5 +1,7 @@
 #include "Platform/Dispatch/OVNProgress.h"
 
+#include "Platform/Objects/OVNProperties.h"
+
 OVN_PROPERTIES(OVNProgress, (totalUnitCount, setTotalUnitCount), (completedUnitCount, setCompletedUnitCount),
                fractionCompleted)
 

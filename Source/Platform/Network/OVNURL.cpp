@@ -6,6 +6,7 @@
 
 #include "Platform/Network/detail/OVNURIReference.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 
 using ovn::detail::OVNURIReference;
 

@@ -5,6 +5,7 @@
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/detail/OVNURIReference.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNFormat.h"
 
 using ovn::detail::OVNURIReference;

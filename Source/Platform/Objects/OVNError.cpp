@@ -1,5 +1,6 @@
 #include "Platform/Objects/OVNError.h"
 
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"
 

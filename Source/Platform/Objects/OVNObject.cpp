@@ -4,7 +4,9 @@
 
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNPropertyTraits.h"
 #include "Platform/Objects/detail/OVNObservationInfo.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"
 
 namespace {

@@ -6,7 +6,7 @@
 // after construction, when virtual calls reach the most-derived class.
 //
 // Each class carries an OVNClass (declare it with OVN_CLASS and OVN_PROPERTIES, see
-// OVNObjectMacros.h) that lists its properties; key-value coding reads and writes them by
+// OVNObjectMacros.h and OVNProperties.h) that lists its properties; key-value coding reads and writes them by
 // name and key path, boxing scalars into numbers, and key-value observation reports their
 // changes. Key-value coding of one object is as thread-safe as its members: reading while
 // another thread writes the same member is a data race, as for any C++ member.

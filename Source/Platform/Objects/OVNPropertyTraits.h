@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "Platform/Objects/OVNProperty.h"
+#include "Platform/Objects/OVNStructEncoding.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNBlock.h"
 #include "Platform/Values/OVNBoxedValue.h"
@@ -36,17 +37,6 @@
 #include "Platform/Values/OVNValue.h"
 
 class OVNObject;
-
-//! Specialise (with OVN_STRUCT_ENCODING) to give a trivially copyable structure its
-//! encoding, e.g. "{CGPoint=dd}"; such properties travel as boxed bytes.
-template <class T>
-struct OVNStructEncoding;
-
-#define OVN_STRUCT_ENCODING(Type, encodingText)        \
-  template <>                                          \
-  struct OVNStructEncoding<Type> {                     \
-    static constexpr const char* value = encodingText; \
-  }
 
 namespace ovn::detail {
 
@@ -369,6 +359,26 @@ struct PropertyTraits<T, std::enable_if_t<HasStructEncoding<T>::value>> {
     return SetResult::Stored;
   }
 };
+
+//! Whether members of type T can be properties: the table above has an entry for it.
+template <class T>
+concept SupportedPropertyType = requires {
+  PropertyTraits<T>::encoding();
+};
+
+//! The value type of a property, from a pointer to its data member or to its const getter.
+template <class Pointer>
+struct PropertyValueTypeOf;
+template <class M, class Owner>
+struct PropertyValueTypeOf<M Owner::*> {
+  using type = M;
+};
+template <class R, class Owner>
+struct PropertyValueTypeOf<R (Owner::*)() const> {
+  using type = std::remove_cvref_t<R>;
+};
+template <class Pointer>
+using PropertyValueType = typename PropertyValueTypeOf<Pointer>::type;
 
 //! The attribute text: T<encoding>[,R][,C|&|W],N[,D][,V<field>]; `field` is the backing
 //! field's full name ("_title" for a member declared as `title`), empty for none. Inline:

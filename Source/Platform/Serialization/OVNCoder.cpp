@@ -2,6 +2,7 @@
 
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNFormat.h"
 
 OVN_PROPERTIES(OVNCoder, requiresSecureCoding, allowsKeyedCoding)

@@ -12,6 +12,7 @@
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNPropertyListSerialization.h"
 #include "Platform/Serialization/detail/OVNArchiveBinaryPlist.h"
 #include "Platform/Serialization/detail/OVNArchiveKeys.h"

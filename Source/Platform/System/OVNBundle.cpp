@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNStringsFile.h"
 #include "Platform/Text/OVNLocale.h"
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Platform/Objects/OVNException.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Text/detail/OVNICUString.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"

@@ -74,6 +74,13 @@ class OVN_EXPORT OVNValue {
   OVNValue(float v) : storage_(OVNNumber::floating(v)) {}
   OVNValue(OVNNumber v) : storage_(v) {}
   OVNValue(const char* v);  // a null pointer gives missing
+  // A writable char buffer is text too. Any other pointer would convert to bool and
+  // silently become the number 0 or 1; hold objects by their shared_ptr instead.
+  OVNValue(char* v) : OVNValue(static_cast<const char*>(v)) {}
+  template <class T>
+  OVNValue(T*) = delete;
+  template <class M, class C>
+  OVNValue(M C::*) = delete;
   OVNValue(std::string v) : storage_(std::move(v)) {}
   OVNValue(std::string_view v) : storage_(std::string(v)) {}
   OVNValue(OVNDate v) : storage_(v) {}
