@@ -11,7 +11,7 @@
 
 #include "OvrinCoreExport.h"
 #include "Platform/Objects/OVNObject.h"
-#include "Platform/Objects/OVNProperties.h"  // OVNPropertyMapper.cpp lists its properties through this
+#include "Platform/Objects/OVNProperty.h"
 #include "Platform/Values/OVNDictionary.h"
 
 //! The type string of a property from its attribute text: the class name of T@"Name" (with

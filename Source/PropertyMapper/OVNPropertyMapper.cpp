@@ -6,6 +6,7 @@
 
 #include "Logging/OVNLogger.h"
 #include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNFormat.h"
 #include "Platform/Values/OVNStringMap.h"
