@@ -114,24 +114,6 @@ TEST(OVNValueTest, DescriptionsUseThePlatformForms) {
   EXPECT_EQ(OVNValue("plain").description(), "plain");
 }
 
-TEST(OVNFormatTest, ObjectsAndPrintfConversions) {
-  EXPECT_EQ(OVNFormat("[Ovrin] %@ %@", "WARN", "disk full"), "[Ovrin] WARN disk full");
-  EXPECT_EQ(OVNFormat("%@ and %@", OVNValue(), OVNValue::null()), "(null) and <null>");
-  EXPECT_EQ(OVNFormat("%d|%i|%li|%lld|%u", 1, -2, 3L, 4LL, 5u), "1|-2|3|4|5");
-  EXPECT_EQ(OVNFormat("%f|%0.2f|%0.1g|%.3e", 1.5, 3.14159, 0.25, 1234.5), "1.500000|3.14|0.2|1.234e+03");
-  EXPECT_EQ(OVNFormat("%02x|%X|%o|%%|%c", 10, 255, 8, 'A'), "0a|FF|10|%|A");
-  EXPECT_EQ(OVNFormat("%5s|%-3d|", "ab", 7), "   ab|7  |");
-  EXPECT_EQ(OVNFormat("%@", 2.5), "2.5");
-  EXPECT_EQ(OVNFormat("%d", OVNValue(12)), "12");  // a numeric value for %d
-  EXPECT_EQ(OVNFormat("%i", 4294967297LL), "4294967297");
-  EXPECT_EQ(OVNFormat("%@ %@", "only"), "only ");  // a missing argument prints nothing
-  EXPECT_EQ(OVNFormat("100%"), "100%");
-  EXPECT_EQ(OVNFormat("%p", static_cast<const void*>(nullptr)), "0x0");
-  EXPECT_EQ(OVNFormat("%@", OVNValue::array({1})), "(\n    1\n)");
-  std::string big(500, 'x');
-  EXPECT_EQ(OVNFormat("<%s>", big), "<" + big + ">");
-}
-
 TEST(OVNErrorTest, DomainCodeAndDescription) {
   auto error = OVNError::errorWithDomain("com.ovrinapi.errors", 404, "Not found");
   EXPECT_EQ(error->localizedDescription(), "Not found");

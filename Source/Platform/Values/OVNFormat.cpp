@@ -72,6 +72,7 @@ std::string OVNFormatList(std::string_view format, const OVNFormatArgument* argu
       continue;
     }
     // %[flags][width][.precision][length]conversion
+    const std::size_t start = i;
     std::size_t j = i + 1;
     std::string spec = "%";
     while (j < format.size() && std::strchr("-+ #0'", format[j])) spec += format[j++];
@@ -92,7 +93,7 @@ std::string OVNFormatList(std::string_view format, const OVNFormatArgument* argu
       continue;
     }
     if (!std::strchr("@diouxXfFeEgGaAcsp", conversion)) {
-      out.append(format.substr(j - (spec.size() - 1) - 1, spec.size() + 1));  // unknown: keep the text
+      out.append(format.substr(start, j + 1 - start));  // unknown: keep the text, length modifiers included
       continue;
     }
     if (next >= count) continue;  // missing argument: print nothing

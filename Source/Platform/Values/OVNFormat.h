@@ -5,7 +5,8 @@
 // width and precision such as %02x, %0.2f, %0.1g) behave as in C. An argument of another
 // kind than its conversion asks is converted (a number for %@ prints its description; a
 // numeric OVNValue for %d prints its integer); arguments beyond the format are ignored,
-// missing ones print as nothing.
+// missing ones print as nothing. A conversion the function does not know ("%k", "%lk") is
+// kept as it stands in the format, flags and length modifiers included.
 // Thread-safe.
 
 #include <cstdint>
