@@ -14,6 +14,7 @@
 #include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
+#include "Platform/Values/OVNArray.h"
 #include "WeatherMappings.h"
 
 namespace {

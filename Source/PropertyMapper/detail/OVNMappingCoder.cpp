@@ -44,9 +44,9 @@ struct EncodeStep {
 
 std::string nameOf(const OVNClass* cls) { return cls ? cls->name() : std::string("(null)"); }
 
-OVNValue missingAsNullWhenAsked(OVNValue property, std::uint64_t options) {
-  if (property.isMissing() && options == OVNPropertyMapper::SerializeMissingAsNull) return OVNValue::null();
-  return property;
+// In place: encoding runs once per entry of every object, and a value is not free to move.
+void makeNullWhenMissingAndAsked(OVNValue& property, std::uint64_t options) {
+  if (property.isMissing() && options == OVNPropertyMapper::SerializeMissingAsNull) property = OVNValue::null();
 }
 
 // The descriptor's property on the object itself.
@@ -58,7 +58,8 @@ OVNValue ownProperty(const EncodeStep& step) {
     else
       property = step.mapper.getSafeValueForKey(step.descriptor().propertyName(), *step.object);
   }
-  return missingAsNullWhenAsked(std::move(property), step.options);
+  makeNullWhenMissingAndAsked(property, step.options);
+  return property;
 }
 
 // ---- Plain: the value is the property ----------------------------------------------------
@@ -147,7 +148,7 @@ void encodeNestedProperty(const EncodeStep& step) {
     if (auto holder = step.mapper.getSafeValueForKey(descriptor.classPropertyName(), *step.object).object())
       property = step.mapper.getSafeValueForKey(descriptor.propertyName(), *holder);
   }
-  property = missingAsNullWhenAsked(std::move(property), step.options);
+  makeNullWhenMissingAndAsked(property, step.options);
   OVNDictionaryRef container = step.target.objectForKey(descriptor.classPropertyName()).dictionary();
   if (!container) {
     if (step.target.contains(descriptor.classPropertyName())) return;

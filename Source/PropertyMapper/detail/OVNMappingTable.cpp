@@ -76,7 +76,7 @@ const OVNValue* OVNMappingTable::Entry::valueIn(const OVNDictionary& source, OVN
   return nullptr;
 }
 
-OVNDictionary* OVNMappingTable::Entry::writeTarget(OVNDictionary& result) const {
+OVNDictionary* OVNMappingTable::Entry::walkToWriteTarget(OVNDictionary& result) const {
   OVNDictionary* target = &result;
   for (std::size_t i = 0; i + 1 < components.size(); ++i) {
     if (target->contains(components[i])) continue;

@@ -40,7 +40,11 @@ class OVNMappingTable {
     //! Where the key is written in `result`: the literal walk over its leading components
     //! (a missing component is created as an empty dictionary in the current target, which
     //! becomes the target; a present one leaves the target where it is).
-    OVNDictionary* writeTarget(OVNDictionary& result) const;
+    //! Inline for the usual one-component key, which writes into `result` itself.
+    OVNDictionary* writeTarget(OVNDictionary& result) const {
+      return components.size() <= 1 ? &result : walkToWriteTarget(result);
+    }
+    OVNDictionary* walkToWriteTarget(OVNDictionary& result) const;
   };
 
   OVNMappingTable() = default;
