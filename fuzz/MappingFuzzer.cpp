@@ -7,6 +7,7 @@
 
 #include "Observation.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNArray.h"
 #include "WeatherMappings.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
