@@ -10,5 +10,10 @@ function(ovrin_apply_warnings target)
     if(NOT OVRIN_SANITIZE STREQUAL "")
       target_compile_options(${target} PRIVATE -Wno-error=maybe-uninitialized)
     endif()
+    # Asio brackets each handler with a fence, which the thread sanitizer cannot model; the
+    # pool's own locks order the handlers, and the suite runs clean under it.
+    if(OVRIN_SANITIZE STREQUAL "thread")
+      target_compile_options(${target} PRIVATE -Wno-error=tsan)
+    endif()
   endif()
 endfunction()
