@@ -69,6 +69,7 @@ third_party=(
   '^curl/'          Platform/Network
   '^sqlite3\.h$'    Platform/Network
   '^libsecret/'     Platform/System
+  '^stb'            Platform/System
   '^gps\.h$'        Platform/Location
 )
 all_system_includes=$(includes '<' '>' "$root")

@@ -12,6 +12,10 @@ packages=(
   liburiparser-dev            # URL parsing and RFC 3986 reference resolution
   libicu-dev                  # regular expressions, transliteration, UTF-16
   libssl-dev                  # message digests and Base64 (libcrypto)
+  libcurl4-openssl-dev        # the HTTP session (HTTP/1.1, HTTP/2, TLS, decompression)
+  libstb-dev                  # PNG and JPEG decoding for images
+  libcpp-httplib-dev          # tests and benchmarks: HTTP servers in process
+  nginx openssl               # tests and benchmarks: TLS, HTTP/2, gzip and keep-alive peer; test certificates
   libgtest-dev libgmock-dev   # unit tests
   libbenchmark-dev            # benchmarks/
   nlohmann-json3-dev          # benchmarks/ only: a mapping anchor (header-only)
