@@ -1,0 +1,5 @@
+#include "Platform/Network/OVNURLSessionDataTask.h"
+
+#include "Platform/Objects/OVNProperties.h"
+
+OVN_PROPERTIES(OVNURLSessionDataTask)

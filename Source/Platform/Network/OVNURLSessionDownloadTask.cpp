@@ -1,0 +1,5 @@
+#include "Platform/Network/OVNURLSessionDownloadTask.h"
+
+#include "Platform/Objects/OVNProperties.h"
+
+OVN_PROPERTIES(OVNURLSessionDownloadTask)

@@ -1,0 +1,559 @@
+#include "Platform/Network/detail/OVNURLSessionCore.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "Platform/Network/OVNHTTPURLResponse.h"
+#include "Platform/Network/OVNMutableURLRequest.h"
+#include "Platform/Network/OVNURL.h"
+#include "Platform/Network/OVNURLError.h"
+#include "Platform/Network/OVNURLSessionConfiguration.h"
+#include "Platform/Network/OVNURLSessionDataDelegateProtocol.h"
+#include "Platform/Network/OVNURLSessionDataTask.h"
+#include "Platform/Network/OVNURLSessionDownloadDelegateProtocol.h"
+#include "Platform/Network/OVNURLSessionDownloadTask.h"
+#include "Platform/Network/OVNURLSessionUploadTask.h"
+#include "Platform/Network/detail/OVNCurlTransfer.h"
+#include "Platform/Network/detail/OVNHTTPHeaderName.h"
+#include "Platform/Network/detail/OVNTaskEvents.h"
+#include "Platform/Network/detail/OVNURLErrors.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNException.h"
+#include "Platform/Values/OVNData.h"
+
+namespace ovn::detail {
+namespace {
+
+// The longest the I/O thread sleeps while transfers run, so that idle timeouts are noticed.
+constexpr int idleCheckMilliseconds = 50;
+constexpr int quietPollMilliseconds = 1000;
+
+void initialiseCurlOnce() {
+  static const bool initialised = [] { return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK; }();
+  (void)initialised;
+}
+
+std::string lowercase(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// The request that follows a redirect reply: POST becomes GET after 301 and 302, anything
+// but HEAD after 303; credentials stay with their host.
+std::shared_ptr<OVNURLRequest> followingRequest(const OVNURLRequest& current, const OVNHTTPURLResponse& response,
+                                                const std::shared_ptr<OVNURL>& target) {
+  auto next = current.mutableRequestCopy();
+  next->setURL(target);
+  const std::int64_t status = response.statusCode();
+  const std::string& method = current.HTTPMethod();
+  if ((status == 303 && method != "HEAD") || ((status == 301 || status == 302) && method == "POST")) {
+    next->setHTTPMethod("GET");
+    next->setHTTPBody(nullptr);
+    next->setValue(std::nullopt, "Content-Type");
+    next->setValue(std::nullopt, "Content-Length");
+  }
+  if (current.URL() && target->host() != current.URL()->host()) next->setValue(std::nullopt, "Authorization");
+  return next->immutableCopy();
+}
+
+}  // namespace
+
+struct OVNURLSessionCore::Record {
+  std::shared_ptr<OVNURLSessionTask> task;
+  TaskKind kind = TaskKind::data;
+  std::shared_ptr<OVNTaskEvents> events;
+  // I/O thread.
+  std::unique_ptr<OVNCurlTransfer> transfer;
+  int redirects = 0;
+  bool finished = false;
+  Clock::time_point resourceDeadline;
+  // Delegate queue.
+  OVNURLSession::DataCompletion completion;
+  std::vector<std::uint8_t> collected;
+  bool refused = false;
+};
+
+std::shared_ptr<OVNURLSessionCore> OVNURLSessionCore::make(std::shared_ptr<OVNURLSessionConfiguration> configuration,
+                                                           std::shared_ptr<OVNURLSessionDelegateProtocol> delegate,
+                                                           OVNDispatchQueueRef delegateQueue) {
+  initialiseCurlOnce();
+  std::shared_ptr<OVNURLSessionCore> core(
+      new OVNURLSessionCore(std::move(configuration), std::move(delegate), std::move(delegateQueue)));
+  // The thread owns the core until the session has become invalid.
+  std::thread([core] { core->runLoop(); }).detach();
+  return core;
+}
+
+OVNURLSessionCore::OVNURLSessionCore(std::shared_ptr<OVNURLSessionConfiguration> configuration,
+                                     std::shared_ptr<OVNURLSessionDelegateProtocol> delegate,
+                                     OVNDispatchQueueRef delegateQueue)
+    : configuration_(std::move(configuration)),
+      delegateQueue_(delegateQueue ? std::move(delegateQueue)
+                                   : OVNDispatchQueue::createSerial("com.ovrinweather.urlsession.delegate")),
+      delegate_(std::move(delegate)) {
+  taskDelegate_ = dynamic_cast<OVNURLSessionTaskDelegateProtocol*>(delegate_.get());
+  dataDelegate_ = dynamic_cast<OVNURLSessionDataDelegateProtocol*>(delegate_.get());
+  downloadDelegate_ = dynamic_cast<OVNURLSessionDownloadDelegateProtocol*>(delegate_.get());
+  multi_ = curl_multi_init();
+  curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_MULTIPLEX);
+  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS,
+                    static_cast<long>(std::max<std::int64_t>(1, configuration_->HTTPMaximumConnectionsPerHost())));
+}
+
+OVNURLSessionCore::~OVNURLSessionCore() = default;
+
+void OVNURLSessionCore::attach(const std::shared_ptr<OVNURLSession>& session) {
+  std::lock_guard lock(mutex_);
+  session_ = session;
+}
+
+std::shared_ptr<OVNURLSession> OVNURLSessionCore::session() const {
+  std::lock_guard lock(mutex_);
+  return session_;
+}
+
+std::shared_ptr<OVNURLSessionDelegateProtocol> OVNURLSessionCore::delegate() const {
+  std::lock_guard lock(mutex_);
+  return delegate_;
+}
+
+// ---- tasks ---------------------------------------------------------------------------
+
+std::shared_ptr<OVNURLSessionTask> OVNURLSessionCore::makeTask(TaskKind kind,
+                                                               const std::shared_ptr<OVNURLRequest>& request,
+                                                               std::shared_ptr<const OVNData> body,
+                                                               OVNURLSession::DataCompletion completion) {
+  std::shared_ptr<OVNURLSessionTask> task;
+  switch (kind) {
+    case TaskKind::data: task = OVNMake<OVNURLSessionDataTask>(); break;
+    case TaskKind::upload: task = OVNMake<OVNURLSessionUploadTask>(); break;
+    case TaskKind::download: task = OVNMake<OVNURLSessionDownloadTask>(); break;
+  }
+  auto sent = request ? request->mutableRequestCopy() : OVNMake<OVNMutableURLRequest>();
+  if (body) sent->setHTTPBody(std::move(body));
+  auto original = sent->immutableCopy();
+  auto record = std::make_shared<Record>();
+  record->task = task;
+  record->kind = kind;
+  record->events = std::make_shared<OVNTaskEvents>(delegateQueue_);
+  record->completion = std::move(completion);
+  task->originalRequest_ = original;
+  task->currentRequest_ = original;
+  task->events_ = record->events;
+  task->core_ = weak_from_this();
+  task->bytesExpectedToSend_ = original->HTTPBody() ? static_cast<std::int64_t>(original->HTTPBody()->length()) : 0;
+  std::lock_guard lock(mutex_);
+  if (invalidated_) {
+    throw OVNException(OVNGenericException, "Task created in a session that has been invalidated");
+  }
+  task->identifier_ = ++nextIdentifier_;
+  records_.emplace(task->identifier_, record);
+  return task;
+}
+
+std::vector<std::shared_ptr<OVNURLSessionTask>> OVNURLSessionCore::allTasks() const {
+  std::vector<std::shared_ptr<OVNURLSessionTask>> tasks;
+  std::lock_guard lock(mutex_);
+  for (const auto& [identifier, record] : records_) tasks.push_back(record->task);
+  std::sort(tasks.begin(), tasks.end(),
+            [](const auto& a, const auto& b) { return a->taskIdentifier() < b->taskIdentifier(); });
+  return tasks;
+}
+
+OVNURLSessionCore::RecordRef OVNURLSessionCore::record(std::uint64_t identifier) const {
+  std::lock_guard lock(mutex_);
+  auto found = records_.find(identifier);
+  return found == records_.end() ? nullptr : found->second;
+}
+
+void OVNURLSessionCore::startTask(std::uint64_t identifier) {
+  if (auto found = record(identifier)) {
+    post([this, found] {
+      found->resourceDeadline =
+          Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                             std::chrono::duration<double>(configuration_->timeoutIntervalForResource()));
+      startTransfer(found, found->task->originalRequest());
+    });
+  }
+}
+
+void OVNURLSessionCore::setTaskPaused(std::uint64_t identifier, bool paused) {
+  if (auto found = record(identifier)) {
+    post([found, paused] {
+      if (found->transfer) found->transfer->setPaused(paused);
+    });
+  }
+}
+
+void OVNURLSessionCore::cancelTask(std::uint64_t identifier) {
+  if (auto found = record(identifier)) {
+    post([this, found] {
+      auto url = found->task->currentRequest()->URL();
+      finish(found, makeURLError(OVNURLErrorCancelled, url, "The task was cancelled."));
+    });
+  }
+}
+
+void OVNURLSessionCore::invalidate(bool cancelTasks) {
+  std::vector<std::uint64_t> identifiers;
+  bool idle = false;
+  {
+    std::lock_guard lock(mutex_);
+    if (invalidated_) return;
+    invalidated_ = true;
+    for (const auto& [identifier, record] : records_) identifiers.push_back(identifier);
+    idle = records_.empty();
+  }
+  if (cancelTasks) {
+    for (auto identifier : identifiers) {
+      if (auto found = record(identifier)) found->task->cancel();
+    }
+  }
+  if (idle) delegateQueue_->async([self = shared_from_this()] { self->becomeInvalid(); });
+}
+
+// ---- the I/O thread ------------------------------------------------------------------
+
+void OVNURLSessionCore::post(std::function<void()> command) {
+  std::lock_guard lock(mutex_);
+  commands_.push_back(std::move(command));
+  if (multi_) curl_multi_wakeup(multi_);
+}
+
+void OVNURLSessionCore::runLoop() {
+  for (;;) {
+    runCommands();
+    int running = 0;
+    curl_multi_perform(multi_, &running);
+    collectFinished();
+    expireIdleTransfers();
+    {
+      std::lock_guard lock(mutex_);
+      if (invalid_ && commands_.empty()) break;
+    }
+    curl_multi_poll(multi_, nullptr, 0, pollTimeoutMilliseconds(), nullptr);
+  }
+  for (auto& [easy, record] : active_) detachTransfer(*record);
+  for (CURL* easy : spareHandles_) curl_easy_cleanup(easy);
+  CURLM* multi = nullptr;
+  {
+    std::lock_guard lock(mutex_);
+    multi = std::exchange(multi_, nullptr);
+  }
+  curl_multi_cleanup(multi);
+}
+
+void OVNURLSessionCore::runCommands() {
+  std::vector<std::function<void()>> commands;
+  {
+    std::lock_guard lock(mutex_);
+    commands.swap(commands_);
+  }
+  for (auto& command : commands) command();
+}
+
+int OVNURLSessionCore::pollTimeoutMilliseconds() const {
+  long curlTimeout = -1;
+  curl_multi_timeout(multi_, &curlTimeout);
+  const int ceiling = active_.empty() ? quietPollMilliseconds : idleCheckMilliseconds;
+  return curlTimeout < 0 ? ceiling : static_cast<int>(std::min<long>(curlTimeout, ceiling));
+}
+
+void OVNURLSessionCore::collectFinished() {
+  int remaining = 0;
+  while (CURLMsg* message = curl_multi_info_read(multi_, &remaining)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    auto found = active_.find(message->easy_handle);
+    if (found == active_.end()) continue;
+    RecordRef record = found->second;
+    const CURLcode result = message->data.result;
+    if (result != CURLE_OK) {
+      finish(record, record->transfer->errorForResult(result));
+    } else if (record->transfer->isRedirect()) {
+      redirect(record);
+    } else if (!record->transfer->response()) {
+      finish(record, makeURLError(OVNURLErrorBadServerResponse, record->transfer->request()->URL(),
+                                  "The reply ended before its header was complete."));
+    } else {
+      finish(record, nullptr);
+    }
+  }
+}
+
+void OVNURLSessionCore::expireIdleTransfers() {
+  const auto now = Clock::now();
+  std::vector<RecordRef> expired;
+  for (const auto& [easy, record] : active_) {
+    const double timeout = record->transfer->request()->hasExplicitTimeoutInterval()
+                               ? record->transfer->request()->timeoutInterval()
+                               : configuration_->timeoutIntervalForRequest();
+    if (record->transfer->isIdleLongerThan(timeout, now)) expired.push_back(record);
+  }
+  for (const auto& record : expired) {
+    finish(record, makeURLError(OVNURLErrorTimedOut, record->transfer->request()->URL(),
+                                "No data arrived within the request timeout."));
+  }
+}
+
+void OVNURLSessionCore::startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request) {
+  if (record->finished) return;
+  const auto& url = request->URL();
+  if (!url || !url->scheme() || !url->host() || url->host()->empty()) {
+    finish(record, makeURLError(OVNURLErrorBadURL, url, "The request has no URL with a scheme and a host."));
+    return;
+  }
+  const std::string scheme = lowercase(*url->scheme());
+  if (scheme != "http" && scheme != "https") {
+    finish(record, makeURLError(OVNURLErrorUnsupportedURL, url, "Only http and https URLs are supported."));
+    return;
+  }
+  std::weak_ptr<Record> weakRecord = record;
+  OVNCurlTransfer::Callbacks callbacks{[this, weakRecord](std::shared_ptr<OVNHTTPURLResponse> response) {
+                                         if (auto held = weakRecord.lock()) receivedResponse(held, std::move(response));
+                                       },
+                                       [this, weakRecord](const char* bytes, std::size_t length) {
+                                         if (auto held = weakRecord.lock()) receivedBody(held, bytes, length);
+                                       },
+                                       [this, weakRecord](std::int64_t sent, std::int64_t expected) {
+                                         if (auto held = weakRecord.lock()) sentBody(held, sent, expected);
+                                       }};
+  auto transfer = std::make_unique<OVNCurlTransfer>(takeEasyHandle(), request, std::move(callbacks));
+  const double idle =
+      request->hasExplicitTimeoutInterval() ? request->timeoutInterval() : configuration_->timeoutIntervalForRequest();
+  if (auto error = transfer->prepare(*configuration_, {idle, record->resourceDeadline}, record.get())) {
+    recycle(transfer->releaseHandle());
+    finish(record, std::move(error));
+    return;
+  }
+  {
+    std::lock_guard lock(record->task->mutex_);
+    record->task->currentRequest_ = request;
+  }
+  CURL* easy = transfer->handle();
+  record->transfer = std::move(transfer);
+  active_.emplace(easy, record);
+  curl_multi_add_handle(multi_, easy);
+}
+
+void OVNURLSessionCore::detachTransfer(Record& record) {
+  if (!record.transfer) return;
+  CURL* easy = record.transfer->releaseHandle();
+  curl_multi_remove_handle(multi_, easy);
+  active_.erase(easy);
+  recycle(easy);
+  record.transfer.reset();
+}
+
+CURL* OVNURLSessionCore::takeEasyHandle() {
+  if (spareHandles_.empty()) return curl_easy_init();
+  CURL* easy = spareHandles_.back();
+  spareHandles_.pop_back();
+  return easy;
+}
+
+void OVNURLSessionCore::recycle(CURL* easy) {
+  if (!easy) return;
+  curl_easy_reset(easy);
+  spareHandles_.push_back(easy);
+}
+
+void OVNURLSessionCore::finish(const RecordRef& record, std::shared_ptr<OVNError> error) {
+  if (record->finished) return;
+  record->finished = true;
+  detachTransfer(*record);
+  {
+    std::lock_guard lock(record->task->mutex_);
+    record->task->error_ = error;
+  }
+  record->task->state_.store(OVNURLSessionTaskStateCompleted, std::memory_order_release);
+  record->events->push([this, record, self = shared_from_this()] { return deliverCompletion(record); });
+}
+
+void OVNURLSessionCore::redirect(const RecordRef& record) {
+  auto response = record->transfer->response();
+  auto current = record->transfer->request();
+  const std::string location = record->transfer->redirectLocation();
+  std::vector<char> body = std::move(record->transfer->redirectBody());
+  detachTransfer(*record);
+  if (++record->redirects > OVNURLSession::maximumRedirects) {
+    finish(record, makeURLError(OVNURLErrorHTTPTooManyRedirects, current->URL(),
+                                "More than 16 redirects in a row; the last went to " + location + "."));
+    return;
+  }
+  auto target = OVNURL::URLWithString(location, current->URL());
+  if (!target) {  // a location that is not a URL: the reply stands as it is
+    deliverAsFinal(record, std::move(response), std::move(body));
+    return;
+  }
+  {
+    std::lock_guard lock(record->task->mutex_);
+    record->task->response_ = response;
+  }
+  auto next = followingRequest(*current, *response, target->absoluteURL());
+  record->events->push([this, record, response, next, body = std::move(body), self = shared_from_this()]() mutable {
+    return deliverRedirect(record, response, next, std::move(body));
+  });
+}
+
+void OVNURLSessionCore::deliverAsFinal(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response,
+                                       std::vector<char> body) {
+  if (record->finished) return;
+  receivedResponse(record, std::move(response));
+  if (!body.empty()) receivedBody(record, body.data(), body.size());
+  finish(record, nullptr);
+}
+
+void OVNURLSessionCore::receivedResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response) {
+  {
+    std::lock_guard lock(record->task->mutex_);
+    record->task->response_ = response;
+  }
+  record->task->bytesExpectedToReceive_.store(response->expectedContentLength(), std::memory_order_relaxed);
+  record->events->push(
+      [this, record, response, self = shared_from_this()] { return deliverResponse(record, response); });
+}
+
+void OVNURLSessionCore::receivedBody(const RecordRef& record, const char* bytes, std::size_t length) {
+  record->task->bytesReceived_.fetch_add(static_cast<std::int64_t>(length), std::memory_order_relaxed);
+  if (record->events->appendData(bytes, length)) {
+    record->events->push([this, record, self = shared_from_this()] { return deliverData(record); });
+  }
+}
+
+void OVNURLSessionCore::sentBody(const RecordRef& record, std::int64_t totalSent, std::int64_t expected) {
+  const std::int64_t previous = record->task->bytesSent_.exchange(totalSent, std::memory_order_relaxed);
+  if (totalSent <= previous) return;
+  record->events->push([this, record, previous, totalSent, expected, self = shared_from_this()] {
+    if (taskDelegate_) {
+      taskDelegate_->URLSessionTaskDidSendBodyData(session(), record->task, totalSent - previous, totalSent, expected);
+    }
+    return true;
+  });
+}
+
+// ---- the delegate queue --------------------------------------------------------------
+
+bool OVNURLSessionCore::deliverResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response) {
+  if (record->completion || record->kind == TaskKind::download || !dataDelegate_) return true;
+  auto dataTask = std::static_pointer_cast<OVNURLSessionDataTask>(record->task);
+  return record->events->ask<OVNURLSessionResponseDisposition>(
+      [&](auto answer) { dataDelegate_->URLSessionDataTaskDidReceiveResponse(session(), dataTask, response, answer); },
+      [record](OVNURLSessionResponseDisposition disposition) {
+        if (disposition != OVNURLSessionResponseCancel) return;
+        record->refused = true;
+        record->task->cancel();
+      });
+}
+
+bool OVNURLSessionCore::deliverData(const RecordRef& record) {
+  std::vector<std::uint8_t> bytes = record->events->takeData();
+  if (record->refused || bytes.empty()) return true;
+  if (record->completion || record->kind == TaskKind::download) {
+    const auto written = static_cast<std::int64_t>(bytes.size());
+    record->collected.insert(record->collected.end(), bytes.begin(), bytes.end());
+    if (record->kind == TaskKind::download && downloadDelegate_) {
+      downloadDelegate_->URLSessionDownloadTaskDidWriteData(
+          session(), std::static_pointer_cast<OVNURLSessionDownloadTask>(record->task), written,
+          static_cast<std::int64_t>(record->collected.size()), record->task->countOfBytesExpectedToReceive());
+    }
+    return true;
+  }
+  if (dataDelegate_) {
+    dataDelegate_->URLSessionDataTaskDidReceiveData(
+        session(), std::static_pointer_cast<OVNURLSessionDataTask>(record->task), OVNData::make(std::move(bytes)));
+  }
+  return true;
+}
+
+bool OVNURLSessionCore::deliverRedirect(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response,
+                                        std::shared_ptr<OVNURLRequest> next, std::vector<char> body) {
+  auto follow = [this, record, response, body = std::move(body)](std::shared_ptr<OVNURLRequest> chosen) mutable {
+    if (chosen) {
+      auto request = chosen->immutableCopy();
+      post([this, record, request] { startTransfer(record, request); });
+    } else {
+      post([this, record, response, body = std::move(body)]() mutable {
+        deliverAsFinal(record, response, std::move(body));
+      });
+    }
+  };
+  if (!taskDelegate_) {
+    follow(next);
+    return true;
+  }
+  return record->events->ask<std::shared_ptr<OVNURLRequest>>(
+      [&](auto answer) {
+        taskDelegate_->URLSessionTaskWillPerformHTTPRedirection(session(), record->task, response, next, answer);
+      },
+      std::move(follow));
+}
+
+bool OVNURLSessionCore::deliverCompletion(const RecordRef& record) {
+  deliverData(record);
+  auto error = record->task->error();
+  if (record->kind == TaskKind::download && !error) finishDownload(record);
+  if (record->completion) {
+    auto data = error ? nullptr : OVNData::make(std::move(record->collected));
+    auto completion = std::move(record->completion);
+    completion(std::move(data), error ? nullptr : record->task->response(), error);
+  }
+  if (taskDelegate_) taskDelegate_->URLSessionTaskDidCompleteWithError(session(), record->task, error);
+  bool becameIdle = false;
+  {
+    std::lock_guard lock(mutex_);
+    records_.erase(record->task->taskIdentifier());
+    becameIdle = invalidated_ && records_.empty();
+  }
+  if (becameIdle) becomeInvalid();
+  return true;
+}
+
+void OVNURLSessionCore::finishDownload(const RecordRef& record) {
+  std::error_code ignored;
+  const auto path = std::filesystem::temp_directory_path(ignored) /
+                    ("OvrinDownload-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" +
+                     std::to_string(record->task->taskIdentifier()));
+  {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(record->collected.data()),
+               static_cast<std::streamsize>(record->collected.size()));
+    if (!file) {
+      std::lock_guard lock(record->task->mutex_);
+      record->task->error_ = makeURLError(OVNURLErrorCannotCreateFile, record->task->currentRequest_->URL(),
+                                          "Cannot write " + path.string() + ".");
+      return;
+    }
+  }
+  if (downloadDelegate_) {
+    downloadDelegate_->URLSessionDownloadTaskDidFinishDownloadingToURL(
+        session(), std::static_pointer_cast<OVNURLSessionDownloadTask>(record->task),
+        OVNURL::fileURLWithPath(path.string()));
+  }
+  std::filesystem::remove(path, ignored);
+}
+
+void OVNURLSessionCore::becomeInvalid() {
+  std::shared_ptr<OVNURLSession> session;
+  std::shared_ptr<OVNURLSessionDelegateProtocol> delegate;
+  {
+    std::lock_guard lock(mutex_);
+    if (invalidReported_) return;
+    invalidReported_ = true;
+    session = std::move(session_);
+    delegate = std::move(delegate_);
+    taskDelegate_ = nullptr;
+    dataDelegate_ = nullptr;
+    downloadDelegate_ = nullptr;
+  }
+  if (delegate) delegate->URLSessionDidBecomeInvalidWithError(session, nullptr);
+  // The I/O thread ends, and with it its hold on the core.
+  post([this] {
+    std::lock_guard lock(mutex_);
+    invalid_ = true;
+  });
+}
+
+}  // namespace ovn::detail
