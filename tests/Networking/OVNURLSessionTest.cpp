@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
+#include <map>
 #include <mutex>
 #include <random>
 #include <string>
@@ -22,46 +23,32 @@
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
+#include "Support/HttpTestServer.h"
+#include "Support/NginxServer.h"
+#include "Support/RawSocketServer.h"
 
 namespace {
 
 constexpr double waitSeconds = 20.0;
 
-// An in-process HTTP server on an ephemeral loopback port.
-class LocalServer {
- public:
-  LocalServer() {
-    server_.Get("/hello", [](const httplib::Request&, httplib::Response& res) {
-      res.set_header("x-lower-case", "yes");
-      res.set_content("hello, world", "text/plain; charset=UTF-8");
-    });
-    server_.Get("/redirect", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/hello"); });
-    server_.Get("/loop", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/loop"); });
-    server_.Post("/echo", [](const httplib::Request& req, httplib::Response& res) {
-      res.set_content(req.method + " " + req.body, "text/plain");
-    });
-    server_.Get("/slow", [](const httplib::Request&, httplib::Response& res) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(3000));
-      res.set_content("late", "text/plain");
-    });
-    server_.Get("/big", [](const httplib::Request&, httplib::Response& res) {
-      res.set_content(std::string(50u * 1024 * 1024, 'x'), "application/octet-stream");
-    });
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  ~LocalServer() {
-    server_.stop();
-    thread_.join();
-  }
-  std::string url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
-
- private:
-  httplib::Server server_;
-  int port_ = 0;
-  std::thread thread_;
-};
+void addHandlers(httplib::Server& server) {
+  server.Get("/hello", [](const httplib::Request&, httplib::Response& res) {
+    res.set_header("x-lower-case", "yes");
+    res.set_content("hello, world", "text/plain; charset=UTF-8");
+  });
+  server.Get("/redirect", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/hello"); });
+  server.Get("/loop", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/loop"); });
+  server.Post("/echo", [](const httplib::Request& req, httplib::Response& res) {
+    res.set_content(req.method + " " + req.body, "text/plain");
+  });
+  server.Get("/slow", [](const httplib::Request&, httplib::Response& res) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(3000));
+    res.set_content("late", "text/plain");
+  });
+  server.Get("/big", [](const httplib::Request&, httplib::Response& res) {
+    res.set_content(std::string(50u * 1024 * 1024, 'x'), "application/octet-stream");
+  });
+}
 
 std::shared_ptr<OVNURLRequest> requestFor(const std::string& url) {
   return OVNURLRequest::requestWithURL(OVNURL::URLWithString(url));
@@ -189,6 +176,10 @@ class Recorder : public OVNURLSessionDataDelegateProtocol {
 
 class OVNURLSessionTest : public ::testing::Test {
  protected:
+  OVNURLSessionTest() {
+    addHandlers(server.server());
+    server.start();
+  }
   std::shared_ptr<OVNURLSession> makeSession(double requestTimeout = 60.0) {
     auto configuration = OVNURLSessionConfiguration::defaultSessionConfiguration();
     configuration->setTimeoutIntervalForRequest(requestTimeout);
@@ -198,7 +189,7 @@ class OVNURLSessionTest : public ::testing::Test {
     for (auto& session : sessions) session->invalidateAndCancel();
   }
 
-  LocalServer server;
+  HttpTestServer server;
   std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
   std::vector<std::shared_ptr<OVNURLSession>> sessions;
 };
@@ -379,4 +370,72 @@ TEST_F(OVNURLSessionTest, ACompletionHandlerGetsTheWholeBody) {
   EXPECT_EQ(body, "hello, world");
   EXPECT_EQ(status, 200);
   session->finishTasksAndInvalidate();
+}
+
+TEST_F(OVNURLSessionTest, PeersThatBreakOffLoseTheConnection) {
+  const std::vector<std::string> replies = {
+      "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly part",              // reset mid-body
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n",  // chunks end early
+      "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\ncut short",              // closed mid-body
+  };
+  auto session = makeSession();
+  std::vector<std::unique_ptr<RawSocketServer>> peers;
+  std::vector<OVNURLSessionTaskRef> tasks;
+  for (std::size_t i = 0; i < replies.size(); ++i) {
+    auto& peer = *peers.emplace_back(std::make_unique<RawSocketServer>());
+    peer.start([&peer, reply = replies[i], reset = i == 0](int fd) {
+      peer.sendAll(fd, reply);
+      if (reset) {
+        peer.resetConnection(fd);
+      } else {
+        peer.closeConnection(fd);
+      }
+    });
+    tasks.push_back(session->dataTaskWithRequest(requestFor(peer.url("/"))));
+    tasks.back()->resume();
+  }
+  ASSERT_TRUE(recorder->waitForCompletions(static_cast<int>(replies.size())));
+  for (const auto& task : tasks) {
+    ASSERT_TRUE(recorder->error(task));
+    EXPECT_EQ(recorder->error(task)->code(), OVNURLErrorNetworkConnectionLost) << recorder->error(task)->description();
+  }
+}
+
+TEST(OVNURLSessionNginxTest, SpeaksHTTP2OverTrustedTLSDecodesGzipAndReusesConnections) {
+  NginxServer nginx;
+  nginx.start();
+  const std::string json = "[" + std::string(2000, ' ') + "1]";
+  std::ofstream(nginx.docRoot() + "/data.json") << json;
+
+  auto trusting = OVNURLSessionConfiguration::defaultSessionConfiguration();
+  trusting->setTLSTrustedCertificatesPath(nginx.caFile());
+  auto recorder = std::make_shared<Recorder>();
+  auto session = OVNURLSession::sessionWithConfiguration(trusting, recorder, nullptr);
+  auto secure = session->dataTaskWithRequest(requestFor(nginx.httpsURL("/data.json")));
+  secure->resume();
+  ASSERT_TRUE(recorder->waitForCompletions(1));
+  ASSERT_EQ(recorder->error(secure), nullptr) << recorder->error(secure)->description();
+  auto response = std::dynamic_pointer_cast<OVNHTTPURLResponse>(secure->response());
+  EXPECT_EQ(response->HTTPVersion(), "HTTP/2");
+  EXPECT_EQ(response->valueForHTTPHeaderField("Content-Encoding"), "gzip");
+  EXPECT_TRUE(response->allHeaderFields()->contains("Content-Type"));  // sent as "content-type"
+  EXPECT_EQ(recorder->body(secure), json);
+
+  std::vector<OVNURLSessionTaskRef> sequential;  // one after another: one kept-alive connection
+  for (int i = 0; i < 3; ++i) {
+    sequential.push_back(session->dataTaskWithRequest(requestFor(nginx.httpURL("/connection"))));
+    sequential.back()->resume();
+    ASSERT_TRUE(recorder->waitForCompletions(2 + i));
+  }
+  EXPECT_EQ(recorder->body(sequential[0]), recorder->body(sequential[2]));
+
+  auto untrusting = OVNURLSession::sessionWithConfiguration(OVNURLSessionConfiguration::defaultSessionConfiguration(),
+                                                            recorder, nullptr);
+  auto refused = untrusting->dataTaskWithRequest(requestFor(nginx.httpsURL("/data.json")));
+  refused->resume();
+  ASSERT_TRUE(recorder->waitForCompletions(5));
+  ASSERT_TRUE(recorder->error(refused));
+  EXPECT_EQ(recorder->error(refused)->code(), OVNURLErrorServerCertificateUntrusted);
+  session->invalidateAndCancel();
+  untrusting->invalidateAndCancel();
 }

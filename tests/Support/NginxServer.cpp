@@ -256,7 +256,8 @@ void NginxServer::writeConfiguration() const {
          << "/server.pem;\n    ssl_certificate_key " << dir << "/server.key;\n";
   }
   conf << "    root " << docRoot() << ";\n    location = /redirect { return 302 /hello.txt; }\n"
-       << "    location = /redirect-loop { return 302 /redirect-loop; }\n";
+       << "    location = /redirect-loop { return 302 /redirect-loop; }\n"
+       << "    location = /connection { default_type text/plain; return 200 \"$connection\"; }\n";
   for (int code : kStatusCodes) conf << "    location = /status/" << code << " { return " << code << "; }\n";
   conf << "  }\n}\n";
   writeFile(dir + "/nginx.conf", conf.str());

@@ -10,6 +10,7 @@
 //   /hello.txt         a file written at construction ("Hello, world!\n"); tests may replace it
 //   /redirect          302 to /hello.txt
 //   /redirect-loop     302 to itself
+//   /connection        the serial number of the connection the request came on (keep-alive)
 //   /status/<code>     an empty response with that status, for the codes in kStatusCodes
 //
 // Use the object from one thread, the one that outlives the server: nginx is asked to die
