@@ -55,8 +55,9 @@ class OVN_EXPORT OVNURLSession : public OVNObject {
   //! A session without delegate (tasks report through completion functions only).
   static std::shared_ptr<OVNURLSession> sessionWithConfiguration(
       const std::shared_ptr<OVNURLSessionConfiguration>& configuration);
-  //! `delegate` may be null; `delegateQueue` null makes a serial queue for the session.
-  //! The configuration is copied.
+  //! `delegate` may be null. `delegateQueue` must be serial (the main queue, or one made
+  //! with OVNDispatchQueue::createSerial); null or a concurrent queue makes a serial queue
+  //! for the session. The configuration is copied.
   static std::shared_ptr<OVNURLSession> sessionWithConfiguration(
       const std::shared_ptr<OVNURLSessionConfiguration>& configuration,
       std::shared_ptr<OVNURLSessionDelegateProtocol> delegate, OVNDispatchQueueRef delegateQueue);

@@ -91,8 +91,10 @@ OVNURLSessionCore::OVNURLSessionCore(std::shared_ptr<OVNURLSessionConfiguration>
                                      std::shared_ptr<OVNURLSessionDelegateProtocol> delegate,
                                      OVNDispatchQueueRef delegateQueue)
     : configuration_(std::move(configuration)),
-      delegateQueue_(delegateQueue ? std::move(delegateQueue)
-                                   : OVNDispatchQueue::createSerial("com.ovrinweather.urlsession.delegate")),
+      // Callbacks must not overlap: a concurrent queue is not taken.
+      delegateQueue_(delegateQueue && delegateQueue->isSerial()
+                         ? std::move(delegateQueue)
+                         : OVNDispatchQueue::createSerial("com.ovrinweather.urlsession.delegate")),
       delegate_(std::move(delegate)) {
   taskDelegate_ = dynamic_cast<OVNURLSessionTaskDelegateProtocol*>(delegate_.get());
   dataDelegate_ = dynamic_cast<OVNURLSessionDataDelegateProtocol*>(delegate_.get());
@@ -493,6 +495,13 @@ bool OVNURLSessionCore::deliverRedirect(const RecordRef& record, std::shared_ptr
 
 bool OVNURLSessionCore::deliverCompletion(const RecordRef& record) {
   deliverData(record);
+  if (record->refused) {  // refused after the transfer had ended: still a cancellation
+    std::lock_guard lock(record->task->mutex_);
+    if (!record->task->error_) {
+      record->task->error_ = makeURLError(OVNURLErrorCancelled, record->task->currentRequest_->URL(),
+                                          "The delegate refused the response.");
+    }
+  }
   auto error = record->task->error();
   if (record->kind == TaskKind::download && !error) finishDownload(record);
   if (record->completion) {
