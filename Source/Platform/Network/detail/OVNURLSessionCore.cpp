@@ -502,6 +502,13 @@ bool OVNURLSessionCore::deliverCompletion(const RecordRef& record) {
                                           "The delegate refused the response.");
     }
   }
+  // Off the table before anyone hears of it: a completed task is not among allTasks().
+  bool becameIdle = false;
+  {
+    std::lock_guard lock(mutex_);
+    records_.erase(record->task->taskIdentifier());
+    becameIdle = invalidated_ && records_.empty();
+  }
   auto error = record->task->error();
   if (record->kind == TaskKind::download && !error) finishDownload(record);
   if (record->completion) {
@@ -510,12 +517,6 @@ bool OVNURLSessionCore::deliverCompletion(const RecordRef& record) {
     completion(std::move(data), error ? nullptr : record->task->response(), error);
   }
   if (taskDelegate_) taskDelegate_->URLSessionTaskDidCompleteWithError(session(), record->task, error);
-  bool becameIdle = false;
-  {
-    std::lock_guard lock(mutex_);
-    records_.erase(record->task->taskIdentifier());
-    becameIdle = invalidated_ && records_.empty();
-  }
   if (becameIdle) becomeInvalid();
   return true;
 }
