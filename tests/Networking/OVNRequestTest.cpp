@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
+#include <functional>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "Networking/OVNRequest.h"
 #include "Networking/OVNRequestMetrics.h"
@@ -16,9 +16,7 @@
 #include "Platform/Dispatch/OVNTestClock.h"
 #include "Platform/Network/OVNHTTPURLResponse.h"
 #include "Platform/Network/OVNURLSessionConfiguration.h"
-#include "Platform/Network/OVNURLSessionTask.h"
 #include "Platform/Objects/OVNError.h"
-#include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Support/HttpTestServer.h"
@@ -26,6 +24,14 @@
 namespace {
 
 constexpr double kWaitSeconds = 20.0;
+
+using Attach = std::function<void(OVNRequest&, OVNRequest::ResponseHandler)>;
+const Attach asData = [](OVNRequest& request, auto handler) { request.responseAsData(nullptr, handler); };
+const Attach asImage = [](OVNRequest& request, auto handler) { request.responseAsImage(nullptr, handler); };
+const Attach asJSON = [](OVNRequest& request, auto handler) { request.responseAsJSON(nullptr, 0, handler); };
+Attach asString(OVNStringEncoding encoding) {
+  return [encoding](OVNRequest& request, auto handler) { request.responseAsString(nullptr, encoding, handler); };
+}
 
 class OVNRequestTest : public ::testing::Test {
  protected:
@@ -37,22 +43,21 @@ class OVNRequestTest : public ::testing::Test {
     routes.Post("/echo", [](const httplib::Request& request, httplib::Response& response) {
       response.set_content(request.get_header_value("Content-Type") + "|" + request.body, "text/plain");
     });
-    routes.Get("/error", [](const httplib::Request&, httplib::Response& response) {
-      response.status = 500;
-      response.set_content("{\"error\":\"boom\"}", "application/json");
-    });
-    routes.Get("/empty", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("", "application/json");
-    });
-    routes.Get("/utf8", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("caf\xC3\xA9", "text/plain; charset=utf-8");
-    });
-    routes.Get("/latin", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("caf\xE9", "text/plain");
-    });
-    routes.Get("/jpeg", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("not decoded", "image/jpeg");
-    });
+    struct Fixed {
+      const char* path;
+      int status;
+      const char* body;
+      const char* type;
+    };
+    for (const Fixed& route :
+         {Fixed{"/error", 500, "{\"error\":\"boom\"}", "application/json"},
+          Fixed{"/empty", 200, "", "application/json"}, Fixed{"/utf8", 200, "caf\xC3\xA9", "text/plain; charset=utf-8"},
+          Fixed{"/latin", 200, "caf\xE9", "text/plain"}, Fixed{"/jpeg", 200, "not decoded", "image/jpeg"}}) {
+      routes.Get(route.path, [route](const httplib::Request&, httplib::Response& response) {
+        response.status = route.status;
+        response.set_content(route.body, route.type);
+      });
+    }
     server_.start();
     manager_ = OVNURLSessionManager::initWithConfiguration(OVNURLSessionConfiguration::defaultSessionConfiguration());
   }
@@ -61,24 +66,10 @@ class OVNRequestTest : public ::testing::Test {
     return manager_->requestWithMethod(OVNRequestMethodGET, server_.url(path), parameters);
   }
 
-  // Attaches `attach`'s serialized completion and pumps the main queue until it arrives.
-  std::shared_ptr<OVNResponse> await(const std::shared_ptr<OVNRequest>& request,
-                                     void (OVNRequest::*attach)(OVNDispatchQueueRef, OVNRequest::ResponseHandler)) {
+  // Attaches a serialized completion with `attach` and pumps the main queue until it arrives.
+  static std::shared_ptr<OVNResponse> await(const std::shared_ptr<OVNRequest>& request, const Attach& attach) {
     std::shared_ptr<OVNResponse> received;
-    (request.get()->*attach)(nullptr, [&received](std::shared_ptr<OVNResponse> response) { received = response; });
-    EXPECT_TRUE(OVNRunLoop::main().runUntil([&] { return received != nullptr; }, kWaitSeconds));
-    return received;
-  }
-  std::shared_ptr<OVNResponse> awaitJSON(const std::shared_ptr<OVNRequest>& request) {
-    std::shared_ptr<OVNResponse> received;
-    request->responseAsJSON(nullptr, 0, [&received](std::shared_ptr<OVNResponse> response) { received = response; });
-    EXPECT_TRUE(OVNRunLoop::main().runUntil([&] { return received != nullptr; }, kWaitSeconds));
-    return received;
-  }
-  std::shared_ptr<OVNResponse> awaitString(const std::shared_ptr<OVNRequest>& request, OVNStringEncoding encoding) {
-    std::shared_ptr<OVNResponse> received;
-    request->responseAsString(nullptr, encoding,
-                              [&received](std::shared_ptr<OVNResponse> response) { received = response; });
+    attach(*request, [&received](std::shared_ptr<OVNResponse> response) { received = response; });
     EXPECT_TRUE(OVNRunLoop::main().runUntil([&] { return received != nullptr; }, kWaitSeconds));
     return received;
   }
@@ -93,41 +84,41 @@ class OVNRequestTest : public ::testing::Test {
 
 TEST_F(OVNRequestTest, RoundTripsCarryQueryFormAndJSONParameters) {
   auto parameters = OVNDictionary::make({{"a", "1"}, {"b", "x y"}});
-  EXPECT_EQ(text(awaitString(get("/query", parameters), 0)), "/query?a=1&b=x%20y");
+  EXPECT_EQ(text(await(get("/query", parameters), asString(0))), "/query?a=1&b=x%20y");
   auto form = manager_->requestWithMethod(OVNRequestMethodPOST, server_.url("/echo"), parameters);
-  EXPECT_EQ(text(awaitString(form, 0)), "application/x-www-form-urlencoded; charset=utf-8|a=1&b=x%20y");
+  EXPECT_EQ(text(await(form, asString(0))), "application/x-www-form-urlencoded; charset=utf-8|a=1&b=x%20y");
   auto json = manager_->requestWithMethod(OVNRequestMethodPOST, server_.url("/echo"), parameters,
                                           OVNParameterEncodingJSON, OVNDictionary::make({{"X-Trace", "t"}}));
-  EXPECT_EQ(text(awaitString(json, 0)), "application/json|{\"a\":\"1\",\"b\":\"x y\"}");
+  EXPECT_EQ(text(await(json, asString(0))), "application/json|{\"a\":\"1\",\"b\":\"x y\"}");
   EXPECT_EQ(json->request()->valueForHTTPHeaderField("X-Trace"), "t");
 }
 
 TEST_F(OVNRequestTest, SerializersIgnoreTheStatusAndLeaveUndecodableBodiesEmpty) {
-  auto failed = awaitJSON(get("/error"));
+  auto failed = await(get("/error"), asJSON);
   EXPECT_EQ(failed->response()->statusCode(), 500);
   EXPECT_TRUE(failed->result()->value().isEqual(OVNValue::dictionary({{"error", "boom"}})));
   EXPECT_EQ(failed->error(), nullptr);
 
-  for (const auto& response : {awaitJSON(get("/empty")), await(get("/jpeg"), &OVNRequest::responseAsImage)}) {
+  for (const auto& response : {await(get("/empty"), asJSON), await(get("/jpeg"), asImage)}) {
     EXPECT_TRUE(response->result()->value().isMissing());
     EXPECT_EQ(response->result()->error(), nullptr);
   }
-  auto data = await(get("/utf8"), &OVNRequest::responseAsData);
+  auto data = await(get("/utf8"), asData);
   ASSERT_NE(data->result()->value().data(), nullptr);
   EXPECT_EQ(data->result()->value().data()->view(), "caf\xC3\xA9");
 }
 
 TEST_F(OVNRequestTest, TextUsesTheDeclaredCharsetElseLatin1) {
   const std::string cafe = "caf\xC3\xA9";
-  EXPECT_EQ(text(awaitString(get("/utf8"), 0)), cafe);
-  EXPECT_EQ(text(awaitString(get("/latin"), 0)), cafe);
-  EXPECT_EQ(text(awaitString(get("/latin"), OVNUTF8StringEncoding)), "<no text>");
+  EXPECT_EQ(text(await(get("/utf8"), asString(0))), cafe);
+  EXPECT_EQ(text(await(get("/latin"), asString(0))), cafe);
+  EXPECT_EQ(text(await(get("/latin"), asString(OVNUTF8StringEncoding))), "<no text>");
 }
 
 TEST_F(OVNRequestTest, MetricsAddUpAndLatencyFallsBackToCompletion) {
   for (const char* path : {"/query", "/empty"}) {
     auto request = get(path);
-    auto metrics = await(request, &OVNRequest::responseAsData)->metrics();
+    auto metrics = await(request, asData)->metrics();
     EXPECT_EQ(metrics->requestStartTime(), request->startTime()) << path;
     EXPECT_EQ(metrics->requestCompletionTime(), request->endTime()) << path;
     EXPECT_GT(metrics->requestStartTime(), 0.0) << path;
@@ -135,34 +126,25 @@ TEST_F(OVNRequestTest, MetricsAddUpAndLatencyFallsBackToCompletion) {
     EXPECT_EQ(metrics->totalDuration(), metrics->requestDuration() + metrics->serializationDuration()) << path;
     EXPECT_LE(metrics->latency(), metrics->requestDuration()) << path;
   }
-  auto empty = await(get("/empty"), &OVNRequest::responseAsData)->metrics();
+  auto empty = await(get("/empty"), asData)->metrics();
   EXPECT_EQ(empty->latency(), empty->requestDuration());
 }
 
 TEST_F(OVNRequestTest, ParkedWorkRunsAfterCompletionInTheOrderAttached) {
   auto request = get("/query");
-  std::mutex mutex;
-  std::vector<int> order;
+  std::atomic<int> inOrder{0};
   auto worker = OVNDispatchQueue::createSerial("test.completion");
   for (int i = 0; i < 3; ++i) {
-    request->responseInQueue(i == 1 ? nullptr : worker,
-                             [&, i, request](auto urlRequest, auto response, auto data, auto error) {
-                               std::lock_guard lock(mutex);
-                               // Each runs after the task ended, with its reply.
-                               if (request->endTime() > 0.0 && response && data && data->length() == 6 && !error)
-                                 order.push_back(i);
-                             });
+    request->responseInQueue(
+        i == 1 ? nullptr : worker, [&inOrder, i, request](auto, auto response, auto data, auto error) {
+          // Each runs after the task ended, with its reply, in the order attached.
+          if (request->endTime() > 0.0 && response && data && data->length() == 6 && !error && inOrder == i) ++inOrder;
+        });
   }
-  EXPECT_EQ(request->completionQueue(), worker);
-  ASSERT_TRUE(OVNRunLoop::main().runUntil(
-      [&] {
-        std::lock_guard lock(mutex);
-        return order.size() == 3;
-      },
-      kWaitSeconds));
-  EXPECT_EQ(order, (std::vector<int>{0, 1, 2}));  // all on `worker`, the last queue given
+  EXPECT_EQ(request->completionQueue(), worker);  // where all three run: the last queue given
+  ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return inOrder == 3; }, kWaitSeconds));
   // Attached after completion: runs at once.
-  auto late = await(request, &OVNRequest::responseAsData);
+  auto late = await(request, asData);
   EXPECT_EQ(late->response()->statusCode(), 200);
 }
 
@@ -177,17 +159,15 @@ TEST_F(OVNRequestTest, UnstartedWorkWaitsAndTheFirstStartTimeStays) {
   clock.advance(5.0);
   started->resume();
   EXPECT_EQ(started->startTime(), 1000.0);
-  ASSERT_NE(await(started, &OVNRequest::responseAsData), nullptr);
+  ASSERT_NE(await(started, asData), nullptr);
   EXPECT_FALSE(waitingRan);
   EXPECT_EQ(waiting->startTime(), 0.0);
 }
 
 TEST_F(OVNRequestTest, WorkWhoseRequestIsGoneGetsNothing) {
   auto request = OVNRequest::initWithSession(manager_->session(), nullptr);
-  bool rawCalled = false;
-  bool rawGotNothing = false;
+  std::optional<bool> rawGotNothing;
   request->responseInQueue(nullptr, [&](auto urlRequest, auto response, auto data, auto error) {
-    rawCalled = true;
     rawGotNothing = !urlRequest && !response && !data && !error;
   });
   std::shared_ptr<OVNResponse> serialized;
@@ -195,8 +175,8 @@ TEST_F(OVNRequestTest, WorkWhoseRequestIsGoneGetsNothing) {
   auto delegate = request->delegate();
   request.reset();
   delegate->queue()->setSuspended(false);
-  ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return rawCalled && serialized; }, kWaitSeconds));
-  EXPECT_TRUE(rawGotNothing);
+  ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return rawGotNothing && serialized; }, kWaitSeconds));
+  EXPECT_TRUE(*rawGotNothing);
   EXPECT_EQ(serialized->request(), nullptr);
   EXPECT_EQ(serialized->error()->domain(), OVNNetworkErrorDomain);
   EXPECT_EQ(serialized->error()->localizedDescription(), "Data could not be serialized, input data was nil.");
@@ -204,7 +184,7 @@ TEST_F(OVNRequestTest, WorkWhoseRequestIsGoneGetsNothing) {
 
 TEST_F(OVNRequestTest, DescriptionNamesMethodURLAndStatus) {
   auto request = get("/empty");
-  ASSERT_NE(await(request, &OVNRequest::responseAsData), nullptr);
+  ASSERT_NE(await(request, asData), nullptr);
   EXPECT_EQ(request->description(), "GET " + server_.url("/empty") + " 200");
   EXPECT_EQ(OVNRequest::initWithSession(nullptr, nullptr)->description(), "");
 }

@@ -20,7 +20,6 @@
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNDevice.h"
 #include "Platform/Text/OVNLocale.h"
-#include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDate.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Support/HttpTestServer.h"
@@ -177,14 +176,6 @@ TEST(OVNURLSessionManagerTest, AContainerValueWithOnePairFailsOutOfRange) {
 TEST(OVNURLSessionManagerDeathTest, DefaultHeadersListSixLanguagesAndAnASCIIUserAgent) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(checkDefaultHeadersAndExit(), ::testing::ExitedWithCode(0), "");
-}
-
-TEST(OVNURLSessionManagerTest, AManagerCopiesTheDefaultHeadersAndStartsRequests) {
-  auto manager = makeManager();
-  EXPECT_TRUE(manager->startsRequestsImmediately());
-  EXPECT_TRUE(manager->mutableHTTPRequestHeaders()->isMutable());
-  EXPECT_TRUE(manager->mutableHTTPRequestHeaders()->isEqual(*OVNURLSessionManager::defaultHTTPHeaders()));
-  EXPECT_EQ(OVNURLSessionManager::sharedManager(), OVNURLSessionManager::sharedManager());
 }
 
 TEST(OVNURLSessionManagerTest, WithoutStartingImmediatelyARequestIsNeitherResumedNorCounted) {
