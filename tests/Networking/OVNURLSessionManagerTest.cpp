@@ -210,7 +210,6 @@ TEST(OVNURLSessionManagerTest, TheActivityCountReturnsToZeroAfterEveryKindOfFail
   for (const auto& [name, url] : cases) {
     const bool cancel = url.empty();
     auto request = manager->requestWithMethod(OVNRequestMethodGET, cancel ? server.url("/ok") : url, nullptr);
-    EXPECT_GE(indicator->activityCount(), 1) << name;
     if (cancel) request->cancel();
     bool done = false;
     request->responseAsData(nullptr, [&done](std::shared_ptr<OVNResponse>) { done = true; });
