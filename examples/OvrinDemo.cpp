@@ -1,14 +1,24 @@
 // OvrinCore demonstration: a service reply mapped into the worked model set off the main
 // thread, the objects described, serialized back and archived, a mapped object watched
-// through an observation controller, and the logger writing its file.
+// through an observation controller, the logger writing its file, and one real HTTP call to
+// a server on the loopback interface through the session manager.
+#include <httplib.h>
+
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "Categories/NSObject+OvrinCore.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
+#include "Networking/OVNRequest.h"
+#include "Networking/OVNRequestMetrics.h"
+#include "Networking/OVNResponse.h"
+#include "Networking/OVNResponseResult.h"
+#include "Networking/OVNURLSessionManager.h"
 #include "OVNApiResponse.h"
 #include "OVNPropertyMappingOperation.h"
 #include "Observation.h"
@@ -16,10 +26,14 @@
 #include "Platform/Dispatch/OVNDispatchQueue.h"
 #include "Platform/Dispatch/OVNOperationQueue.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Network/OVNHTTPURLResponse.h"
+#include "Platform/Network/OVNURLSessionConfiguration.h"
 #include "Platform/Objects/OVNClass.h"
+#include "Platform/Objects/OVNError.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
 #include "Platform/System/OVNFileManager.h"
 #include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "PropertyMapper/NSObject+OVNAutoCoding.h"
 #include "WeatherMappings.h"
 
@@ -60,6 +74,43 @@ void describe(const OVNArrayRef& observations) {
     for (const auto& period : observation->periods)
       std::printf("    period: %s\n", ovn_autoDescription(*period).c_str());
   }
+}
+
+// Serves the sample reply on 127.0.0.1 (an ephemeral port) and fetches it through a session
+// manager with the JSON serializer: the request, the HTTP response and the timings.
+bool fetchFromLoopbackServer() {
+  httplib::Server server;
+  server.Get("/observations/closest", [](const httplib::Request& request, httplib::Response& reply) {
+    reply.set_header("Cache-Control", "max-age=60");
+    reply.set_content(kSampleReply, "application/json; charset=utf-8");
+  });
+  const int port = server.bind_to_any_port("127.0.0.1");
+  std::thread serving([&] { server.listen_after_bind(); });
+  while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+
+  auto manager = OVNURLSessionManager::initWithConfiguration(OVNURLSessionConfiguration::defaultSessionConfiguration());
+  auto parameters = OVNDictionary::make({{"p", "40.7,-74.0"}, {"limit", 1}});
+  auto request = manager->requestWithMethod(
+      OVNRequestMethodGET, "http://127.0.0.1:" + std::to_string(port) + "/observations/closest", parameters);
+  std::shared_ptr<OVNResponse> response;
+  request->responseAsJSON(nullptr, 0, [&](const std::shared_ptr<OVNResponse>& received) { response = received; });
+  OVNRunLoop::main().runUntil([&] { return response != nullptr; }, 10.0);
+  server.stop();
+  serving.join();
+  if (!response || !response->response()) {
+    std::printf("  the request failed: %s\n",
+                response && response->error() ? response->error()->description().c_str() : "no response");
+    return false;
+  }
+  const auto& metrics = *response->metrics();
+  std::printf("  request:  %s\n", request->description().c_str());
+  std::printf("  response: %s\n", response->response()->description().c_str());
+  std::printf("  decoded:  success = %s, %zu bytes\n",
+              response->result()->value().valueForKey("success").description().c_str(), response->data()->length());
+  std::printf("  metrics:  latency %.2f ms, request %.2f ms, serialization %.2f ms, total %.2f ms\n",
+              metrics.latency() * 1e3, metrics.requestDuration() * 1e3, metrics.serializationDuration() * 1e3,
+              metrics.totalDuration() * 1e3);
+  return response->response()->statusCode() == 200 && response->result()->value().isDictionary();
 }
 
 }  // namespace
@@ -142,5 +193,7 @@ int main() {
       std::fclose(file);
     }
   }
-  return done && written && restored ? 0 : 1;
+  std::printf("\n7. One real HTTP call to a loopback server\n");
+  const bool fetched = fetchFromLoopbackServer();
+  return done && written && restored && fetched ? 0 : 1;
 }
