@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <future>
 #include <iostream>
 #include <limits>
 #include <optional>
@@ -14,8 +15,10 @@
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Network/OVNMutableURLRequest.h"
 #include "Platform/Network/OVNURL.h"
+#include "Platform/Network/OVNURLError.h"
 #include "Platform/Network/OVNURLSessionConfiguration.h"
 #include "Platform/Network/OVNURLSessionTask.h"
+#include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNDevice.h"
@@ -216,6 +219,30 @@ TEST(OVNURLSessionManagerTest, TheActivityCountReturnsToZeroAfterEveryKindOfFail
     ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return done; }, kWaitSeconds)) << name;
     EXPECT_EQ(indicator->activityCount(), 0) << name;
   }
+}
+
+TEST(OVNURLSessionManagerTest, DestroyingAManagerCancelsRequestsInFlight) {
+  HttpTestServer server;
+  struct Release {  // the server answers only once the test is over, however it ends
+    std::promise<void> promise;
+    ~Release() { promise.set_value(); }
+  } release;
+  std::shared_future<void> released = release.promise.get_future().share();
+  server.server().Get("/held", [released](const httplib::Request&, httplib::Response& response) {
+    released.wait();
+    response.set_content("late", "text/plain");
+  });
+  server.start();
+  auto manager = makeManager();
+  std::shared_ptr<OVNResponse> response;
+  auto request = manager->requestWithMethod(OVNRequestMethodGET, server.url("/held"), nullptr);
+  request->responseAsData(nullptr, [&](std::shared_ptr<OVNResponse> received) { response = std::move(received); });
+  auto task = request->task();
+  manager.reset();
+  ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return response != nullptr; }, kWaitSeconds));
+  EXPECT_EQ(response->response(), nullptr);  // the server never answered
+  ASSERT_TRUE(task->error());
+  EXPECT_EQ(task->error()->code(), OVNURLErrorCancelled);
 }
 
 }  // namespace
