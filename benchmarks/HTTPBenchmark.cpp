@@ -191,7 +191,7 @@ void print(const char* client, int inFlight, const Figures& f) {
 // About 1.8 KB of observation-like JSON.
 std::string weatherJSON() {
   std::string json = "[";
-  for (int i = 0; i < 12; ++i) {
+  for (int i = 0; i < 18; ++i) {
     if (i) json += ",";
     json += R"({"id":"STATION)" + std::to_string(1000 + i) +
             R"(","loc":{"lat":40.7,"long":-74.0},"ob":{"tempC":21.5,"humidity":64,"windKPH":11}})";

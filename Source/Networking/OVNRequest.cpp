@@ -133,6 +133,14 @@ void OVNRequest::setProgressHandler(ProgressHandler handler) {
   }
 }
 
+std::shared_ptr<OVNRequest> OVNRequest::keeperWhileParked() {
+  // Work attached after the task completed may find the manager's registration already
+  // released; holding a request that has a task until its work is delivered keeps that work
+  // from being cancelled with the request's delegate when the caller lets go. A request
+  // without a task is referred to weakly only.
+  return task() ? std::static_pointer_cast<OVNRequest>(self()) : nullptr;
+}
+
 void OVNRequest::park(std::function<void()> block) {
   if (delegate_) delegate_->queue()->addOperationWithBlock(std::move(block));
 }
@@ -143,12 +151,12 @@ void OVNRequest::responseInQueue(OVNDispatchQueueRef queue, CompletionHandler co
     completionQueue_ = orMain(queue);
   }
   std::weak_ptr<OVNRequest> weakSelf = std::static_pointer_cast<OVNRequest>(self());
-  park([weakSelf, pending = pendingDeliveries_, handler = std::move(completionHandler)] {
+  park([weakSelf, keep = keeperWhileParked(), pending = pendingDeliveries_, handler = std::move(completionHandler)] {
     // The queue is read when the work runs: the last one given wins.
     OVNDispatchQueueRef target = OVNDispatchQueue::main();
     if (auto self = weakSelf.lock()) target = self->completionQueue();
     pending->begin();
-    target->async([weakSelf, pending, handler] {
+    target->async([weakSelf, keep, pending, handler] {
       if (handler) {
         auto self = weakSelf.lock();
         auto delegate = self ? self->delegate() : nullptr;
@@ -163,10 +171,10 @@ void OVNRequest::responseInQueue(OVNDispatchQueueRef queue, CompletionHandler co
 void OVNRequest::responseWithSerializer(std::shared_ptr<OVNResponseSerializer> serializer, OVNDispatchQueueRef queue,
                                         ResponseHandler completionHandler) {
   std::weak_ptr<OVNRequest> weakSelf = std::static_pointer_cast<OVNRequest>(self());
-  park([weakSelf, pending = pendingDeliveries_, target = orMain(queue), serializer = std::move(serializer),
-        handler = std::move(completionHandler)] {
+  park([weakSelf, keep = keeperWhileParked(), pending = pendingDeliveries_, target = orMain(queue),
+        serializer = std::move(serializer), handler = std::move(completionHandler)] {
     pending->begin();
-    target->async([weakSelf, pending, serializer, handler] {
+    target->async([weakSelf, keep, pending, serializer, handler] {
       serialize(weakSelf, serializer, handler);
       pending->end();
     });

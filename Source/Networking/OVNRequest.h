@@ -10,7 +10,9 @@
 // on `completionQueue` as it is when their turn comes; serializers run on the queue given
 // (the main queue by default) and serialized completion closures always on the main queue.
 // Attached work refers to the request weakly: once the request is gone, closures get
-// nulls. Requests made by OVNURLSessionManager stay alive until their work has run.
+// nulls. A request with a task is held by its waiting work until that work is delivered,
+// so requests made by OVNURLSessionManager stay alive until their work has run, also work
+// attached after the task completed.
 //
 // A request made for an upload or a download task has no delegate, so no task either: it
 // cannot be resumed and its attached work never runs (the manager makes data tasks only).
@@ -121,6 +123,8 @@ class OVN_EXPORT OVNRequest : public OVNObject {
 
   //! Parks `block` on the delegate's queue (nothing without a delegate).
   void park(std::function<void()> block);
+  //! What parked work holds until it is delivered: this request when it has a task.
+  std::shared_ptr<OVNRequest> keeperWhileParked();
   //! The work of one serialized completion, run on the serializing queue.
   static void serialize(const std::weak_ptr<OVNRequest>& weakRequest,
                         const std::shared_ptr<OVNResponseSerializer>& serializer,

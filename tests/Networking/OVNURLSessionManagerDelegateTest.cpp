@@ -176,6 +176,19 @@ TEST_F(OVNURLSessionManagerDelegateNetworkTest, ARegistrationIsHeldWeaklyOnceIts
   EXPECT_EQ(delegate_->requestForTask(task), nullptr);
 }
 
+TEST_F(OVNURLSessionManagerDelegateNetworkTest, WorkAttachedAfterReleaseStillRunsWhenTheCallerLetsGo) {
+  auto request = manager_->requestWithMethod(OVNRequestMethodGET, server_.url("/chunks"), nullptr);
+  std::weak_ptr<OVNRequest> weakRequest = request;
+  // The task completes and the registry lets go before any work is attached.
+  ASSERT_TRUE(OVNRunLoop::main().runUntil([&] { return weakRequest.use_count() == 1; }, kWaitSeconds));
+  bool done = false;
+  request->responseAsData(nullptr, [&done](std::shared_ptr<OVNResponse> response) {
+    done = response->data() && response->data()->length() == kBodySize;
+  });
+  request.reset();
+  EXPECT_TRUE(OVNRunLoop::main().runUntil([&] { return done; }, kWaitSeconds));
+}
+
 TEST_F(OVNURLSessionManagerDelegateNetworkTest, ReleasedRegistrationsAreSweptAsTheyAccumulate) {
   constexpr int kRequests = 80;  // both registries would hold 160 entries unswept
   for (int i = 0; i < kRequests; ++i) {
