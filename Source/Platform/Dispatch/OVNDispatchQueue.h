@@ -45,7 +45,8 @@ class OVN_EXPORT OVNDispatchQueue {
   //! Runs `block` later on this queue.
   void async(Block block);
   //! Runs `block` on this queue and returns once it has run; an exception it throws is
-  //! rethrown here. Concurrent queues run it inline on the calling thread.
+  //! rethrown here. Concurrent queues, and serial queues with nothing queued or running,
+  //! run it inline on the calling thread (the serial queue runs nothing else meanwhile).
   //! Calling sync onto a serial queue that the calling thread is running a block of (also
   //! through an outer sync that is waiting on it), and calling sync onto the main queue from
   //! the main thread, would deadlock: it throws OVNException

@@ -41,21 +41,40 @@ class OVNOperationQueue::Impl : public std::enable_shared_from_this<OVNOperation
       target = runsOnMainQueue ? OVNDispatchQueue::main() : OVNDispatchQueue::global(qos);
     }
     for (auto& operation : starting) {
-      target->async([self = shared_from_this(), operation = std::move(operation)] {
-        operation->start();
-        self->didFinish(operation);
+      target->async([self = shared_from_this(), operation = std::move(operation)]() mutable {
+        self->runFrom(std::move(operation));
       });
     }
   }
 
-  void didFinish(const OVNOperationRef& operation) {
+  // Runs `operation`, then, on the same thread, each next one that may start now: a queue
+  // working through its operations one after another costs one thread hand-over, not one
+  // per operation. The main queue's operations go back to the main queue each time, so
+  // that other main-queue work is not held up.
+  void runFrom(OVNOperationRef operation) {
+    while (operation) {
+      operation->start();
+      operation = didFinish(operation);
+    }
+  }
+
+  // The next operation for the calling thread to run, if any; the others that may start
+  // are posted.
+  OVNOperationRef didFinish(const OVNOperationRef& operation) {
+    OVNOperationRef next;
     {
       std::lock_guard guard(lock);
       --running;
       operations.erase(std::find(operations.begin(), operations.end(), operation));
       if (operations.empty()) emptied.notify_all();
+      if (!runsOnMainQueue && !suspended && !waiting.empty() && (maxConcurrent < 0 || running < maxConcurrent)) {
+        next = std::move(waiting.front());
+        waiting.pop_front();
+        ++running;
+      }
     }
     startReady();
+    return next;
   }
 };
 

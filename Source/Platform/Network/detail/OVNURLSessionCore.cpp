@@ -222,7 +222,9 @@ void OVNURLSessionCore::invalidate(bool cancelTasks) {
 void OVNURLSessionCore::post(std::function<void()> command) {
   std::lock_guard lock(mutex_);
   commands_.push_back(std::move(command));
-  if (multi_) curl_multi_wakeup(multi_);
+  // One wake-up for a batch: the loop takes every queued command at once, and does not
+  // sleep while commands wait.
+  if (multi_ && commands_.size() == 1) curl_multi_wakeup(multi_);
 }
 
 void OVNURLSessionCore::runLoop() {
@@ -232,11 +234,13 @@ void OVNURLSessionCore::runLoop() {
     curl_multi_perform(multi_, &running);
     collectFinished();
     expireIdleTransfers();
+    bool commandsWaiting = false;
     {
       std::lock_guard lock(mutex_);
       if (invalid_ && commands_.empty()) break;
+      commandsWaiting = !commands_.empty();
     }
-    curl_multi_poll(multi_, nullptr, 0, pollTimeoutMilliseconds(), nullptr);
+    curl_multi_poll(multi_, nullptr, 0, commandsWaiting ? 0 : pollTimeoutMilliseconds(), nullptr);
   }
   for (auto& [easy, record] : active_) detachTransfer(*record);
   for (CURL* easy : spareHandles_) curl_easy_cleanup(easy);
