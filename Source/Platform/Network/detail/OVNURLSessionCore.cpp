@@ -31,6 +31,12 @@ namespace {
 constexpr int idleCheckMilliseconds = 50;
 constexpr int quietPollMilliseconds = 1000;
 
+// Seconds as the clocks can hold them: a non-positive or absurd timeout counts as a century.
+double clampedTimeout(double seconds) {
+  constexpr double century = 100.0 * 365 * 24 * 3600;
+  return (seconds > 0 && seconds < century) ? seconds : century;
+}
+
 void initialiseCurlOnce() {
   static const bool initialised = [] { return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK; }();
   (void)initialised;
@@ -148,9 +154,7 @@ std::shared_ptr<OVNURLSessionTask> OVNURLSessionCore::makeTask(TaskKind kind,
   task->core_ = weak_from_this();
   task->bytesExpectedToSend_ = original->HTTPBody() ? static_cast<std::int64_t>(original->HTTPBody()->length()) : 0;
   std::lock_guard lock(mutex_);
-  if (invalidated_) {
-    throw OVNException(OVNGenericException, "Task created in a session that has been invalidated");
-  }
+  if (invalidated_) OVNException::raise(OVNGenericException, "Task created in a session that has been invalidated");
   task->identifier_ = ++nextIdentifier_;
   records_.emplace(task->identifier_, record);
   return task;
@@ -175,8 +179,8 @@ void OVNURLSessionCore::startTask(std::uint64_t identifier) {
   if (auto found = record(identifier)) {
     post([this, found] {
       found->resourceDeadline =
-          Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                             std::chrono::duration<double>(configuration_->timeoutIntervalForResource()));
+          Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
+                             clampedTimeout(configuration_->timeoutIntervalForResource())));
       startTransfer(found, found->task->originalRequest());
     });
   }
@@ -293,15 +297,17 @@ void OVNURLSessionCore::expireIdleTransfers() {
   const auto now = Clock::now();
   std::vector<RecordRef> expired;
   for (const auto& [easy, record] : active_) {
-    const double timeout = record->transfer->request()->hasExplicitTimeoutInterval()
-                               ? record->transfer->request()->timeoutInterval()
-                               : configuration_->timeoutIntervalForRequest();
-    if (record->transfer->isIdleLongerThan(timeout, now)) expired.push_back(record);
+    if (record->transfer->isIdleLongerThan(idleTimeout(*record->transfer->request()), now)) expired.push_back(record);
   }
   for (const auto& record : expired) {
     finish(record, makeURLError(OVNURLErrorTimedOut, record->transfer->request()->URL(),
                                 "No data arrived within the request timeout."));
   }
+}
+
+double OVNURLSessionCore::idleTimeout(const OVNURLRequest& request) const {
+  const bool ownTimeout = request.hasExplicitTimeoutInterval() && request.timeoutInterval() > 0;
+  return clampedTimeout(ownTimeout ? request.timeoutInterval() : configuration_->timeoutIntervalForRequest());
 }
 
 void OVNURLSessionCore::startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request) {
@@ -327,9 +333,8 @@ void OVNURLSessionCore::startTransfer(const RecordRef& record, std::shared_ptr<O
                                          if (auto held = weakRecord.lock()) sentBody(held, sent, expected);
                                        }};
   auto transfer = std::make_unique<OVNCurlTransfer>(takeEasyHandle(), request, std::move(callbacks));
-  const double idle =
-      request->hasExplicitTimeoutInterval() ? request->timeoutInterval() : configuration_->timeoutIntervalForRequest();
-  if (auto error = transfer->prepare(*configuration_, {idle, record->resourceDeadline}, record.get())) {
+  if (auto error =
+          transfer->prepare(*configuration_, {idleTimeout(*request), record->resourceDeadline}, record.get())) {
     recycle(transfer->releaseHandle());
     finish(record, std::move(error));
     return;

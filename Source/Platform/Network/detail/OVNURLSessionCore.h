@@ -73,6 +73,8 @@ class OVNURLSessionCore : public std::enable_shared_from_this<OVNURLSessionCore>
   void collectFinished();
   void expireIdleTransfers();
   int pollTimeoutMilliseconds() const;
+  //! The request's own timeout when it set a positive one, else the configuration's.
+  double idleTimeout(const OVNURLRequest& request) const;
   void startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request);
   void detachTransfer(Record& record);
   void finish(const RecordRef& record, std::shared_ptr<OVNError> error);
