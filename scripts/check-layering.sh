@@ -70,6 +70,7 @@ third_party=(
   '^sqlite3\.h$'    Platform/Network
   '^libsecret/'     Platform/System
   '^stb'            Platform/System
+  '^zlib\.h$'       Platform/System
   '^gps\.h$'        Platform/Location
 )
 all_system_includes=$(includes '<' '>' "$root")

@@ -14,6 +14,7 @@ packages=(
   libssl-dev                  # message digests and Base64 (libcrypto)
   libcurl4-openssl-dev        # the HTTP session (HTTP/1.1, HTTP/2, TLS, decompression)
   libstb-dev                  # PNG and JPEG decoding for images
+  zlib1g-dev                  # images: a PNG's pixel data is measured before it is decoded
   libcpp-httplib-dev          # tests and benchmarks: HTTP servers in process
   nginx openssl               # tests and benchmarks: TLS, HTTP/2, gzip and keep-alive peer; test certificates
   libgtest-dev libgmock-dev   # unit tests

@@ -68,7 +68,7 @@ void appendChunk(Bytes& png, const char* type, const Bytes& payload) {
 
 // A black one-bit greyscale PNG of any size, written by hand (stored deflate blocks) so
 // that a large declared size costs an eighth of a byte per pixel to make.
-Bytes blackBitmapPNG(std::uint32_t width, std::uint32_t height, bool withPixels = true) {
+Bytes blackBitmapPNG(std::uint32_t width, std::uint32_t height, bool withPixels = true, std::size_t inflatedSize = 0) {
   Bytes png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
   Bytes header;
   appendBigEndian(header, width);
@@ -76,7 +76,8 @@ Bytes blackBitmapPNG(std::uint32_t width, std::uint32_t height, bool withPixels 
   header.insert(header.end(), {1, 0, 0, 0, 0});  // depth 1, greyscale, deflate, no filter, no interlace
   appendChunk(png, "IHDR", header);
   if (withPixels) {
-    const std::size_t rawSize = std::size_t{height} * (1 + (width + 7) / 8);  // a filter byte per row
+    const std::size_t rawSize =
+        inflatedSize ? inflatedSize : std::size_t{height} * (1 + (width + 7) / 8);  // a filter byte per row
     constexpr std::size_t kStoredBlock = 65535;
     Bytes zlib{0x78, 0x01};
     for (std::size_t done = 0; done < rawSize; done += kStoredBlock) {
@@ -181,6 +182,7 @@ TEST(OVNImageTest, RefusesSizesBeyondTheLimitsBeforeDecoding) {
       {"declared 100000 x 100000, no pixels", blackBitmapPNG(100000, 100000, false)},
       {"wider than the limit", blackBitmapPNG(16385, 1)},
       {"more pixel bytes than the limit", blackBitmapPNG(8192, 8193)},
+      {"4 x 4 declared, 4 MB of pixel data", blackBitmapPNG(4, 4, true, 4u << 20)},
   };
   for (const auto& c : cases) EXPECT_FALSE(decode(c.bytes)) << c.name;
 }

@@ -1,6 +1,7 @@
 #include "Platform/System/OVNImage.h"
 
 #include <stb/stb_image.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <array>
@@ -44,6 +45,42 @@ bool declaresAcceptableSize(const stbi_uc* bytes, int length) {
   return isWithinLimits(width, height);
 }
 
+std::uint32_t bigEndian32(const std::uint8_t* bytes) {
+  return (std::uint32_t{bytes[0]} << 24) | (std::uint32_t{bytes[1]} << 16) | (std::uint32_t{bytes[2]} << 8) | bytes[3];
+}
+
+// Whether a PNG's compressed pixel data inflates to no more than its declared size could
+// need (16-bit RGBA, a filter byte per row and per interlace pass). stb grows its buffer
+// for whatever the data inflates to, so a small file declaring a small image could
+// otherwise make it allocate gigabytes. Counting costs one inflate into a small buffer.
+bool inflatesWithinDeclaredSize(const std::vector<std::uint8_t>& png, std::int64_t width, std::int64_t height) {
+  constexpr std::int64_t widestPixel = 8;
+  constexpr std::int64_t interlacePasses = 7;
+  const std::int64_t bound = width * height * widestPixel + (height + interlacePasses) * interlacePasses;
+  z_stream stream{};
+  if (inflateInit(&stream) != Z_OK) return false;
+  std::array<std::uint8_t, 64 * 1024> scratch{};
+  std::int64_t produced = 0;
+  int status = Z_OK;
+  for (std::size_t at = kPNGSignature.size(); at + 12 <= png.size() && status == Z_OK;) {
+    const std::uint32_t length = bigEndian32(&png[at]);
+    if (length > png.size() - at - 12) break;
+    const bool pixelData = std::equal(&png[at + 4], &png[at + 8], "IDAT");
+    stream.next_in = const_cast<Bytef*>(&png[at + 8]);
+    stream.avail_in = pixelData ? length : 0;
+    while (stream.avail_in > 0 && status == Z_OK && produced <= bound) {
+      stream.next_out = scratch.data();
+      stream.avail_out = scratch.size();
+      status = inflate(&stream, Z_NO_FLUSH);
+      produced += static_cast<std::int64_t>(scratch.size() - stream.avail_out);
+    }
+    if (produced > bound) break;
+    at += 12 + length;
+  }
+  inflateEnd(&stream);
+  return produced <= bound;
+}
+
 }  // namespace
 
 OVNImage::OVNImage(Key, std::int64_t width, std::int64_t height, std::vector<std::uint8_t> pixels)
@@ -55,6 +92,11 @@ std::shared_ptr<OVNImage> OVNImage::imageWithData(const OVNData& data) {
   const auto* input = reinterpret_cast<const stbi_uc*>(bytes.data());
   const int length = static_cast<int>(bytes.size());
   if (!declaresAcceptableSize(input, length)) return nullptr;
+  if (startsWith(bytes, kPNGSignature)) {
+    int declaredWidth = 0, declaredHeight = 0, components = 0;
+    stbi_info_from_memory(input, length, &declaredWidth, &declaredHeight, &components);
+    if (!inflatesWithinDeclaredSize(bytes, declaredWidth, declaredHeight)) return nullptr;
+  }
 
   int width = 0;
   int height = 0;
