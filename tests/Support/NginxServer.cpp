@@ -239,8 +239,12 @@ void NginxServer::pickPorts() {
 void NginxServer::writeConfiguration() const {
   const std::string dir = directory_.path();
   std::ostringstream conf;
-  conf << userDirective() << "daemon off;\nmaster_process on;\nworker_processes " << options_.workerProcesses
-       << ";\npid " << dir << "/nginx.pid;\nlock_file " << dir << "/nginx.lock;\nerror_log " << dir
+  // One worker runs as a single process, which dies with the thread that started it; a
+  // master's workers would outlive a killed test.
+  const bool master = options_.workerProcesses > 1;
+  conf << (master ? userDirective() : "") << "daemon off;\nmaster_process " << (master ? "on" : "off")
+       << ";\nworker_processes " << options_.workerProcesses << ";\npid " << dir << "/nginx.pid;\nlock_file " << dir
+       << "/nginx.lock;\nerror_log " << dir
        << "/error.log warn;\nevents { worker_connections 1024; }\nhttp {\n  access_log off;\n";
   // Temporary files inside our directory, so nginx never needs /var/lib/nginx or root.
   for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
