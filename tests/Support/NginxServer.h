@@ -14,7 +14,9 @@
 //   /status/<code>     an empty response with that status, for the codes in kStatusCodes
 //
 // Use the object from one thread, the one that outlives the server: nginx is asked to die
-// with the thread that started it, so that a crashed test leaves no server behind.
+// with the thread that started it, so that a crashed test leaves no server behind. With one
+// worker (the default) nginx runs as a single process; more workers need a master, whose
+// workers would outlive a killed test.
 // stop() and the destructor end nginx (SIGQUIT, then SIGKILL to its process group after a
 // grace period). Failures throw std::runtime_error with nginx's error log in the message;
 // there is no GoogleTest here, so benchmarks can use it too.
@@ -30,7 +32,7 @@
 class NginxServer {
  public:
   struct Options {
-    int workerProcesses = 1;
+    int workerProcesses = 1;  // 1: a single process, no master
     bool tls = true;
   };
   static constexpr std::array<int, 8> kStatusCodes{200, 204, 400, 401, 403, 404, 500, 503};
