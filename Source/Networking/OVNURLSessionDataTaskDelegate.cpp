@@ -9,9 +9,6 @@
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNClock.h"
 
-using ovn::detail::lockedCopy;
-using ovn::detail::lockedStore;
-
 OVN_PROPERTIES(OVNURLSessionDataTaskDelegate, mutableData, (totalBytesReceived, setTotalBytesReceived),
                (expectedContentLength, setExpectedContentLength), (dataProgress, setDataProgress),
                (dataStream, setDataStream), (dataTaskDidReceiveResponse, setDataTaskDidReceiveResponse),
@@ -37,47 +34,16 @@ OVNDataRef OVNURLSessionDataTaskDelegate::mutableData() const {
   if (!snapshot_) snapshot_ = OVNData::make(mutableData_);
   return snapshot_;
 }
-
-OVNURLSessionDataTaskDelegate::DataProgressBlock OVNURLSessionDataTaskDelegate::dataProgress() const {
-  return lockedCopy(mutex_, dataProgress_);
-}
-void OVNURLSessionDataTaskDelegate::setDataProgress(DataProgressBlock block) {
-  lockedStore(mutex_, dataProgress_, std::move(block));
-}
-OVNURLSessionDataTaskDelegate::DataStreamBlock OVNURLSessionDataTaskDelegate::dataStream() const {
-  return lockedCopy(mutex_, dataStream_);
-}
-void OVNURLSessionDataTaskDelegate::setDataStream(DataStreamBlock block) {
-  lockedStore(mutex_, dataStream_, std::move(block));
-}
-OVNURLSessionDataTaskDelegate::DataTaskDidReceiveResponseBlock
-OVNURLSessionDataTaskDelegate::dataTaskDidReceiveResponse() const {
-  return lockedCopy(mutex_, dataTaskDidReceiveResponse_);
-}
-void OVNURLSessionDataTaskDelegate::setDataTaskDidReceiveResponse(DataTaskDidReceiveResponseBlock block) {
-  lockedStore(mutex_, dataTaskDidReceiveResponse_, std::move(block));
-}
-OVNURLSessionDataTaskDelegate::DataTaskDidBecomeDownloadTaskBlock
-OVNURLSessionDataTaskDelegate::dataTaskDidBecomeDownloadTask() const {
-  return lockedCopy(mutex_, dataTaskDidBecomeDownloadTask_);
-}
-void OVNURLSessionDataTaskDelegate::setDataTaskDidBecomeDownloadTask(DataTaskDidBecomeDownloadTaskBlock block) {
-  lockedStore(mutex_, dataTaskDidBecomeDownloadTask_, std::move(block));
-}
-OVNURLSessionDataTaskDelegate::DataTaskDidReceiveDataBlock OVNURLSessionDataTaskDelegate::dataTaskDidReceiveData()
-    const {
-  return lockedCopy(mutex_, dataTaskDidReceiveData_);
-}
-void OVNURLSessionDataTaskDelegate::setDataTaskDidReceiveData(DataTaskDidReceiveDataBlock block) {
-  lockedStore(mutex_, dataTaskDidReceiveData_, std::move(block));
-}
-OVNURLSessionDataTaskDelegate::DataTaskWillCacheResponseBlock OVNURLSessionDataTaskDelegate::dataTaskWillCacheResponse()
-    const {
-  return lockedCopy(mutex_, dataTaskWillCacheResponse_);
-}
-void OVNURLSessionDataTaskDelegate::setDataTaskWillCacheResponse(DataTaskWillCacheResponseBlock block) {
-  lockedStore(mutex_, dataTaskWillCacheResponse_, std::move(block));
-}
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataProgressBlock, dataProgress, setDataProgress, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataStreamBlock, dataStream, setDataStream, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataTaskDidReceiveResponseBlock, dataTaskDidReceiveResponse,
+                     setDataTaskDidReceiveResponse, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataTaskDidBecomeDownloadTaskBlock, dataTaskDidBecomeDownloadTask,
+                     setDataTaskDidBecomeDownloadTask, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataTaskDidReceiveDataBlock, dataTaskDidReceiveData,
+                     setDataTaskDidReceiveData, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionDataTaskDelegate, DataTaskWillCacheResponseBlock, dataTaskWillCacheResponse,
+                     setDataTaskWillCacheResponse, mutex_)
 
 void OVNURLSessionDataTaskDelegate::URLSessionDataTaskDidReceiveResponse(
     const std::shared_ptr<OVNURLSession>& session, const std::shared_ptr<OVNURLSessionDataTask>& dataTask,

@@ -23,9 +23,6 @@
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNProperties.h"
 
-using ovn::detail::lockedCopy;
-using ovn::detail::lockedStore;
-
 OVN_PROPERTIES(OVNURLSessionManagerDelegate, (sessionDidBecomeInvalid, setSessionDidBecomeInvalid),
                (sessionDidReceiveAuthenticationChallenge, setSessionDidReceiveAuthenticationChallenge),
                (didFinishEventsForBackgroundURLSession, setDidFinishEventsForBackgroundURLSession),
@@ -90,11 +87,8 @@ auto demote(Registry& registry, std::uint64_t identifier) -> decltype(registry.e
 }  // namespace
 
 // Closure accessors: copies under `closuresMutex_`, so that a closure runs with no lock held.
-#define OVN_CLOSURE_ACCESSORS(Type, getter, setter)                                 \
-  OVNURLSessionManagerDelegate::Type OVNURLSessionManagerDelegate::getter() const { \
-    return lockedCopy(closuresMutex_, getter##_);                                   \
-  }                                                                                 \
-  void OVNURLSessionManagerDelegate::setter(Type block) { lockedStore(closuresMutex_, getter##_, std::move(block)); }
+#define OVN_CLOSURE_ACCESSORS(Type, getter, setter) \
+  OVN_LOCKED_ACCESSORS(OVNURLSessionManagerDelegate, Type, getter, setter, closuresMutex_)
 
 OVN_CLOSURE_ACCESSORS(SessionDidBecomeInvalidBlock, sessionDidBecomeInvalid, setSessionDidBecomeInvalid)
 OVN_CLOSURE_ACCESSORS(SessionDidReceiveAuthenticationChallengeBlock, sessionDidReceiveAuthenticationChallenge,

@@ -11,9 +11,6 @@
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNProperties.h"
 
-using ovn::detail::lockedCopy;
-using ovn::detail::lockedStore;
-
 OVN_PROPERTIES(OVNURLSessionTaskDelegate, (task, setTask), progress, data, (error, setError),
                (initialResponseTime, setInitialResponseTime), (credential, setCredential),
                (taskWillPerformHTTPRedirection, setTaskWillPerformHTTPRedirection),
@@ -40,49 +37,17 @@ std::shared_ptr<OVNURLSessionTaskDelegate> OVNURLSessionTaskDelegate::initWithTa
   return delegate;
 }
 
-std::shared_ptr<OVNURLSessionTask> OVNURLSessionTaskDelegate::task() const { return lockedCopy(mutex_, task_); }
-void OVNURLSessionTaskDelegate::setTask(std::shared_ptr<OVNURLSessionTask> task) {
-  lockedStore(mutex_, task_, std::move(task));
-}
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, std::shared_ptr<OVNURLSessionTask>, task, setTask, mutex_)
 OVNDataRef OVNURLSessionTaskDelegate::data() const { return nullptr; }
-std::shared_ptr<OVNError> OVNURLSessionTaskDelegate::error() const { return lockedCopy(mutex_, error_); }
-void OVNURLSessionTaskDelegate::setError(std::shared_ptr<OVNError> error) {
-  lockedStore(mutex_, error_, std::move(error));
-}
-std::shared_ptr<OVNURLCredential> OVNURLSessionTaskDelegate::credential() const {
-  return lockedCopy(mutex_, credential_);
-}
-void OVNURLSessionTaskDelegate::setCredential(std::shared_ptr<OVNURLCredential> credential) {
-  lockedStore(mutex_, credential_, std::move(credential));
-}
-
-OVNURLSessionTaskDelegate::TaskWillPerformHTTPRedirectionBlock
-OVNURLSessionTaskDelegate::taskWillPerformHTTPRedirection() const {
-  return lockedCopy(mutex_, taskWillPerformHTTPRedirection_);
-}
-void OVNURLSessionTaskDelegate::setTaskWillPerformHTTPRedirection(TaskWillPerformHTTPRedirectionBlock block) {
-  lockedStore(mutex_, taskWillPerformHTTPRedirection_, std::move(block));
-}
-OVNURLSessionTaskDelegate::TaskDidReceiveAuthenticationChallengeBlock
-OVNURLSessionTaskDelegate::taskDidReceiveAuthenticationChallenge() const {
-  return lockedCopy(mutex_, taskDidReceiveAuthenticationChallenge_);
-}
-void OVNURLSessionTaskDelegate::setTaskDidReceiveAuthenticationChallenge(
-    TaskDidReceiveAuthenticationChallengeBlock block) {
-  lockedStore(mutex_, taskDidReceiveAuthenticationChallenge_, std::move(block));
-}
-OVNURLSessionTaskDelegate::TaskNeedNewBodyStreamBlock OVNURLSessionTaskDelegate::taskNeedNewBodyStream() const {
-  return lockedCopy(mutex_, taskNeedNewBodyStream_);
-}
-void OVNURLSessionTaskDelegate::setTaskNeedNewBodyStream(TaskNeedNewBodyStreamBlock block) {
-  lockedStore(mutex_, taskNeedNewBodyStream_, std::move(block));
-}
-OVNURLSessionTaskDelegate::TaskDidCompleteBlock OVNURLSessionTaskDelegate::taskDidComplete() const {
-  return lockedCopy(mutex_, taskDidComplete_);
-}
-void OVNURLSessionTaskDelegate::setTaskDidComplete(TaskDidCompleteBlock block) {
-  lockedStore(mutex_, taskDidComplete_, std::move(block));
-}
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, std::shared_ptr<OVNError>, error, setError, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, std::shared_ptr<OVNURLCredential>, credential, setCredential, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, TaskWillPerformHTTPRedirectionBlock, taskWillPerformHTTPRedirection,
+                     setTaskWillPerformHTTPRedirection, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, TaskDidReceiveAuthenticationChallengeBlock,
+                     taskDidReceiveAuthenticationChallenge, setTaskDidReceiveAuthenticationChallenge, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, TaskNeedNewBodyStreamBlock, taskNeedNewBodyStream,
+                     setTaskNeedNewBodyStream, mutex_)
+OVN_LOCKED_ACCESSORS(OVNURLSessionTaskDelegate, TaskDidCompleteBlock, taskDidComplete, setTaskDidComplete, mutex_)
 
 void OVNURLSessionTaskDelegate::URLSessionTaskWillPerformHTTPRedirection(
     const std::shared_ptr<OVNURLSession>& session, const std::shared_ptr<OVNURLSessionTask>& task,

@@ -23,3 +23,9 @@ void lockedStore(std::mutex& mutex, T& member, T value) {
 }
 
 }  // namespace ovn::detail
+
+// Defines a getter and a setter reading and writing `getter##_` under `mutex` by copy, as
+// above. `Type` is written as in the class (its nested names resolve in the trailing return).
+#define OVN_LOCKED_ACCESSORS(Class, Type, getter, setter, mutex)                           \
+  auto Class::getter() const->Type { return ::ovn::detail::lockedCopy(mutex, getter##_); } \
+  void Class::setter(Type value) { ::ovn::detail::lockedStore(mutex, getter##_, std::move(value)); }
