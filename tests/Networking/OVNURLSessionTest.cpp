@@ -122,30 +122,11 @@ class Recorder : public OVNURLSessionDataDelegateProtocol {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::duration<double>(waitSeconds), [&] { return invalid_; });
   }
-  std::vector<std::string> events(const OVNURLSessionTaskRef& task) {
-    std::lock_guard lock(mutex_);
-    return events_[task->taskIdentifier()];
-  }
-  std::string body(const OVNURLSessionTaskRef& task) {
-    std::lock_guard lock(mutex_);
-    return bodies_[task->taskIdentifier()];
-  }
-  std::shared_ptr<OVNError> error(const OVNURLSessionTaskRef& task) {
-    std::lock_guard lock(mutex_);
-    return errors_[task->taskIdentifier()];
-  }
-  int completions() {
-    std::lock_guard lock(mutex_);
-    return completions_;
-  }
-  std::int64_t sent() {
-    std::lock_guard lock(mutex_);
-    return sent_;
-  }
-  int invalidAfterCompletions() {
-    std::lock_guard lock(mutex_);
-    return invalidAfterCompletions_;
-  }
+  std::vector<std::string> events(const OVNURLSessionTaskRef& task) { return read(events_, task); }
+  std::string body(const OVNURLSessionTaskRef& task) { return read(bodies_, task); }
+  std::shared_ptr<OVNError> error(const OVNURLSessionTaskRef& task) { return read(errors_, task); }
+  std::int64_t sent() { return read(sent_); }
+  int invalidAfterCompletions() { return read(invalidAfterCompletions_); }
   bool overlapped() const { return overlapped_; }
 
  private:
@@ -156,6 +137,16 @@ class Recorder : public OVNURLSessionDataDelegateProtocol {
     ~Enter() { recorder.inside_.fetch_sub(1); }
     Recorder& recorder;
   };
+  template <class T>
+  T read(const T& member) {
+    std::lock_guard lock(mutex_);
+    return member;
+  }
+  template <class Map>
+  typename Map::mapped_type read(Map& map, const OVNURLSessionTaskRef& task) {
+    std::lock_guard lock(mutex_);
+    return map[task->taskIdentifier()];
+  }
   void note(const std::shared_ptr<OVNURLSessionTask>& task, std::string event) {
     std::lock_guard lock(mutex_);
     events_[task->taskIdentifier()].push_back(std::move(event));
