@@ -13,6 +13,7 @@ packages=(
   libicu-dev                  # regular expressions, transliteration, UTF-16
   libssl-dev                  # message digests and Base64 (libcrypto)
   libcurl4-openssl-dev        # the HTTP session (HTTP/1.1, HTTP/2, TLS, decompression)
+  libsqlite3-dev              # the HTTP response cache's on-disk index
   libstb-dev                  # PNG and JPEG decoding for images
   zlib1g-dev                  # images: a PNG's pixel data is measured before it is decoded
   libcpp-httplib-dev          # tests and benchmarks: HTTP servers in process
