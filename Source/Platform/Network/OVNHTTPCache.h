@@ -7,7 +7,8 @@
 //
 // Entries are keyed by the request's URL without its fragment, one entry per URL. An
 // entry stored for a response with "Vary" is found only by requests whose header fields
-// named there have the values the stored request had.
+// named there have the values the stored request had; "Vary: *" matches no request, so
+// such a response only removes the entry stored before it.
 //
 // Whether a response may be stored or served is the session's business (the HTTP caching
 // rules); the cache stores what it is given, by its storage policy: allowed (memory and
@@ -16,7 +17,7 @@
 // Failure: a directory that cannot be made or used, a full disk, a corrupt or foreign
 // index or body file make the disk layer store nothing or miss; each kind of failure is
 // logged once on the console. A body whose bytes do not match what the index recorded is
-// never served.
+// never served. docs/HTTP_CACHE.md describes the directory, its index and its failures.
 //
 // Thread-safe: any thread, the session's and the application's at once. No callbacks.
 
@@ -74,7 +75,7 @@ class OVN_EXPORT OVNHTTPCache : public OVNObject {
   void storeCachedResponse(std::shared_ptr<OVNCachedURLResponse> cachedResponse, const OVNURLRequest& request);
   void removeCachedResponseForRequest(const OVNURLRequest& request);
   void removeAllCachedResponses();
-  //! Removes the entries stored at or after `date`.
+  //! Removes the entries stored (by the clock, whatever dates they carry) at or after `date`.
   void removeCachedResponsesSinceDate(OVNDate date);
 
   //! The stored entry for the request with its dates, or none.
@@ -89,7 +90,8 @@ class OVN_EXPORT OVNHTTPCache : public OVNObject {
   void setDiskCapacity(std::uint64_t bytes);
   std::uint64_t currentMemoryUsage() const;
   std::uint64_t currentDiskUsage() const;
-  //! The absolute path of the disk layer's directory; none for a cache in memory only.
+  //! The absolute path of the disk layer's directory; none for a cache in memory only,
+  //! including one whose directory could not be used.
   std::optional<std::string> directory() const;
 
  private:
