@@ -29,8 +29,8 @@ class OVNHTTPCacheVary {
   //! Bytes the fields take, for the memory layer's cost.
   std::size_t estimatedSize() const;
 
-  //! An array of one-entry-or-empty dictionaries {"name": ..., "value": ...}, the value
-  //! left out when the request had none; "*" is a single name "*" without value.
+  //! An array of dictionaries {"name": ..., "value": ...}, the value left out when the
+  //! request had none; "*" is kept as a name like the others.
   OVNValue propertyList() const;
   static std::optional<OVNHTTPCacheVary> fromPropertyList(const OVNValue& list);
 
