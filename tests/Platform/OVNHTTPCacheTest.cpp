@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <thread>
 
@@ -302,15 +303,24 @@ TEST_F(OVNHTTPCacheTest, ABodyFileThatDoesNotMatchItsRecordIsNeverServed) {
 TEST_F(OVNHTTPCacheTest, WithoutAUsableDirectoryTheCacheWorksInMemory) {
   struct Case {
     std::string directory, logged;
+    bool cachesDirectoryKnown = true;
   };
   std::ofstream(temporary.path() + "/file") << "a regular file";
   fs::create_directories(path + "/index.sqlite");  // where the index file should be
   const Case cases[] = {{temporary.path() + "/file/cache", "cannot create the directory " + temporary.path() + "/file"},
-                        {path, "cannot use the cache index " + path + "/index.sqlite"}};
+                        {path, "cannot use the cache index " + path + "/index.sqlite"},
+                        {"URLCache", "no caches directory to hold URLCache", false}};
   for (const Case& row : cases) {
     SCOPED_TRACE(row.directory);
+    std::map<std::string, std::optional<std::string>> saved;
+    for (const char* name : {"HOME", "XDG_CACHE_HOME"}) {
+      saved[name] = std::getenv(name) ? std::optional<std::string>(std::getenv(name)) : std::nullopt;
+      if (!row.cachesDirectoryKnown) ::unsetenv(name);
+    }
     ConsoleCapture console;
     auto cache = OVNHTTPCache::cacheWithMemoryCapacity(kLarge, kLarge, row.directory);
+    for (const auto& [name, value] : saved)
+      value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
     cache->storeCachedResponse(response(url(1), "body"), *request(url(1)));
     cache->storeCachedResponse(response(url(2), "body"), *request(url(2)));
     EXPECT_EQ(bodyFor(*cache, url(1)), "body");
