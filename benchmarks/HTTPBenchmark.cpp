@@ -2,9 +2,13 @@
 // manager with the JSON serializer and, as the anchor, through plain libcurl multi driving
 // the same server from this same program. Prints requests per second, p50 and p99 latency,
 // client CPU time per request, and the manager's resident memory before and after.
+// Then the same reply through the HTTP response cache: a fresh hit from memory, a hit from
+// disk with the memory layer emptied, a 304 revalidation and, in the same run, a full
+// network fetch; and how many responses per second the cache stores with its disk layer.
 //
-//   HTTPBenchmark [requests] [manager]   (default 100000 per row; "manager": the session
-//                                         manager at 16 in flight only, for profiling)
+//   HTTPBenchmark [requests] [manager|cache]   (default 100000 per row; "manager": the
+//                                               session manager at 16 in flight only, for
+//                                               profiling; "cache": the cache rows only)
 
 #include <curl/curl.h>
 #include <sys/resource.h>
@@ -13,6 +17,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -23,8 +28,16 @@
 #include "Networking/OVNResponseResult.h"
 #include "Networking/OVNURLSessionManager.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Network/OVNCachedURLResponse.h"
+#include "Platform/Network/OVNHTTPCache.h"
+#include "Platform/Network/OVNHTTPURLResponse.h"
+#include "Platform/Network/OVNURL.h"
+#include "Platform/Network/OVNURLRequest.h"
 #include "Platform/Network/OVNURLSessionConfiguration.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
 #include "Support/NginxServer.h"
+#include "Support/TemporaryDirectory.h"
 
 namespace {
 
@@ -150,9 +163,11 @@ struct CurlAnchor {
 
 class ManagerClient {
  public:
-  explicit ManagerClient(std::string url) : url_(std::move(url)) {
+  //! Null `cache`: every request goes to the network.
+  ManagerClient(std::string url, std::shared_ptr<OVNHTTPCache> cache) : url_(std::move(url)) {
     auto configuration = OVNURLSessionConfiguration::defaultSessionConfiguration();
     configuration->setHTTPMaximumConnectionsPerHost(connectionsPerHost);
+    configuration->setURLCache(std::move(cache));
     manager_ = OVNURLSessionManager::initWithConfiguration(configuration);
   }
 
@@ -200,6 +215,64 @@ std::string weatherJSON() {
   return json + "]";
 }
 
+constexpr std::uint64_t memoryCapacity = 4 * 1024 * 1024;
+constexpr std::uint64_t diskCapacity = 512 * 1024 * 1024;
+
+// Responses per second and CPU per response for storing `count` distinct replies.
+void measureStores(const std::string& directory, const std::string& body, int count) {
+  auto cache = OVNHTTPCache::cacheWithMemoryCapacity(memoryCapacity, diskCapacity, directory);
+  auto fields = OVNDictionary::make({{"Content-Type", "application/json"}, {"Cache-Control", "max-age=3600"}});
+  auto data = OVNData::fromString(body);
+  std::vector<std::shared_ptr<OVNURLRequest>> requests;
+  std::vector<std::shared_ptr<OVNCachedURLResponse>> responses;
+  for (int i = 0; i < count; ++i) {
+    auto url = OVNURL::URLWithString("http://127.0.0.1/observations/" + std::to_string(i));
+    requests.push_back(OVNURLRequest::requestWithURL(url));
+    responses.push_back(OVNCachedURLResponse::cachedResponseWithResponse(
+        OVNHTTPURLResponse::responseWithURL(url, 200, "HTTP/1.1", fields), data));
+  }
+  const auto began = Clock::now();
+  const double cpu = cpuSeconds();
+  for (int i = 0; i < count; ++i) cache->storeCachedResponse(responses[i], *requests[i]);
+  const double wall = std::chrono::duration<double>(Clock::now() - began).count();
+  std::printf(
+      "\nStores with the disk layer on: %d responses of %zu bytes, %.0f responses/s, %.1f us CPU each; "
+      "disk usage %.1f MB\n",
+      count, body.size(), count / wall, (cpuSeconds() - cpu) * 1e6 / count,
+      static_cast<double>(cache->currentDiskUsage()) / (1024.0 * 1024.0));
+}
+
+void measureCache(const NginxServer& nginx, const std::string& body, int requests) {
+  for (const char* folder : {"/cache/fresh", "/cache/check"}) {
+    std::filesystem::create_directories(nginx.docRoot() + folder);
+    std::ofstream(nginx.docRoot() + folder + "/weather.json") << body;
+  }
+  TemporaryDirectory directory("ovrin-cache-benchmark");
+  auto cache = OVNHTTPCache::cacheWithMemoryCapacity(memoryCapacity, diskCapacity, directory.path() + "/responses");
+  ManagerClient fresh(nginx.httpURL("/cache/fresh/weather.json"), cache);
+  ManagerClient revalidated(nginx.httpURL("/cache/check/weather.json"), cache);
+  ManagerClient network(nginx.httpURL("/weather.json"), nullptr);
+  std::printf("\nThe same reply through the response cache (1 in flight, then 16)\n\n");
+  std::printf("| Path | In flight | Requests/s | p50 ms | p99 ms | CPU us/request | Failures |\n");
+  std::printf("|---|---|---|---|---|---|---|\n");
+  for (int inFlight : {1, 16}) {
+    fresh.run(1000, inFlight);  // stored, and warm
+    const Figures memoryHit = fresh.run(requests, inFlight);
+    print("fresh hit from memory", inFlight, memoryHit);
+    cache->setMemoryCapacity(0);
+    print("fresh hit from disk (memory layer empty)", inFlight, fresh.run(requests, inFlight));
+    cache->setMemoryCapacity(memoryCapacity);
+    revalidated.run(1000, inFlight);
+    print("304 revalidation", inFlight, revalidated.run(requests, inFlight));
+    network.run(1000, inFlight);
+    const Figures fetched = network.run(requests, inFlight);
+    print("network fetch, no cache", inFlight, fetched);
+    std::printf("| memory hit: %.1fx less CPU than the network fetch | | | | | | |\n",
+                fetched.cpuMicrosecondsPerRequest / memoryHit.cpuMicrosecondsPerRequest);
+  }
+  measureStores(directory.path() + "/stores", body, requests);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -215,7 +288,11 @@ int main(int argc, char** argv) {
               body.size(), requests);
   std::printf("| Client | In flight | Requests/s | p50 ms | p99 ms | CPU us/request | Failures |\n");
   std::printf("|---|---|---|---|---|---|---|\n");
-  ManagerClient manager(url);
+  if (argc > 2 && std::string(argv[2]) == "cache") {
+    measureCache(nginx, body, requests);
+    return 0;
+  }
+  ManagerClient manager(url, nullptr);
   manager.run(1000, 16);  // warm-up: connections open, first allocations made
   const double residentBefore = residentMegabytes();
   if (argc > 2 && std::string(argv[2]) == "manager") {
@@ -230,5 +307,6 @@ int main(int argc, char** argv) {
   }
   std::printf("\nManager resident memory: %.1f MB after warm-up, %.1f MB after %d more requests\n", residentBefore,
               residentMegabytes(), 2 * requests);
+  measureCache(nginx, body, requests);
   return 0;
 }

@@ -205,6 +205,13 @@ std::string NginxServer::httpsURL(std::string_view path) const {
 
 std::string NginxServer::errorLog() const { return readFile(directory_.path() + "/error.log"); }
 
+std::vector<std::string> NginxServer::accessLog() const {
+  std::vector<std::string> lines;
+  std::istringstream log(readFile(directory_.path() + "/access.log"));
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  return lines;
+}
+
 void NginxServer::makeCertificates() const {
   const std::string dir = directory_.path();
   const std::string openssl = findExecutable("openssl");
@@ -244,8 +251,12 @@ void NginxServer::writeConfiguration() const {
   const bool master = options_.workerProcesses > 1;
   conf << (master ? userDirective() : "") << "daemon off;\nmaster_process " << (master ? "on" : "off")
        << ";\nworker_processes " << options_.workerProcesses << ";\npid " << dir << "/nginx.pid;\nlock_file " << dir
-       << "/nginx.lock;\nerror_log " << dir
-       << "/error.log warn;\nevents { worker_connections 1024; }\nhttp {\n  access_log off;\n";
+       << "/nginx.lock;\nerror_log " << dir << "/error.log warn;\nevents { worker_connections 1024; }\nhttp {\n";
+  if (options_.accessLog) {
+    conf << "  log_format counted '$request_method $uri $status';\n  access_log " << dir << "/access.log counted;\n";
+  } else {
+    conf << "  access_log off;\n";
+  }
   // Temporary files inside our directory, so nginx never needs /var/lib/nginx or root.
   for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
     conf << "  " << kind << "_temp_path " << dir << "/" << kind << "_temp;\n";
@@ -261,7 +272,9 @@ void NginxServer::writeConfiguration() const {
   }
   conf << "    root " << docRoot() << ";\n    location = /redirect { return 302 /hello.txt; }\n"
        << "    location = /redirect-loop { return 302 /redirect-loop; }\n"
-       << "    location = /connection { default_type text/plain; return 200 \"$connection\"; }\n";
+       << "    location = /connection { default_type text/plain; return 200 \"$connection\"; }\n"
+       << "    location /cache/fresh/ { expires 1h; }\n"
+       << "    location /cache/check/ { add_header Cache-Control no-cache; }\n";
   for (int code : kStatusCodes) conf << "    location = /status/" << code << " { return " << code << "; }\n";
   conf << "  }\n}\n";
   writeFile(dir + "/nginx.conf", conf.str());

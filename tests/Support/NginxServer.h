@@ -12,6 +12,10 @@
 //   /redirect-loop     302 to itself
 //   /connection        the serial number of the connection the request came on (keep-alive)
 //   /status/<code>     an empty response with that status, for the codes in kStatusCodes
+//   /cache/fresh/...   files with "Expires" and "Cache-Control: max-age=3600"
+//   /cache/check/...   files with "Cache-Control: no-cache" (always revalidated)
+// Files carry nginx's own "ETag" and "Last-Modified", and conditional requests get 304.
+// With Options::accessLog, each request is logged as "<method> <path> <status>".
 //
 // Use the object from one thread, the one that outlives the server: nginx is asked to die
 // with the thread that started it, so that a crashed test leaves no server behind. With one
@@ -26,6 +30,7 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Support/TemporaryDirectory.h"
 
@@ -34,6 +39,7 @@ class NginxServer {
   struct Options {
     int workerProcesses = 1;  // 1: a single process, no master
     bool tls = true;
+    bool accessLog = false;
   };
   static constexpr std::array<int, 8> kStatusCodes{200, 204, 400, 401, 403, 404, 500, 503};
 
@@ -60,6 +66,8 @@ class NginxServer {
   std::string caFile() const { return directory_.path() + "/ca.pem"; }
   //! What nginx has written to its error log so far.
   std::string errorLog() const;
+  //! The lines of the access log so far ("GET /hello.txt 200"); only with Options::accessLog.
+  std::vector<std::string> accessLog() const;
 
  private:
   enum class Launch { Ready, PortTaken };

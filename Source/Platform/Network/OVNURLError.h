@@ -26,6 +26,7 @@ inline constexpr std::int64_t OVNURLErrorCannotFindHost = -1003;
 inline constexpr std::int64_t OVNURLErrorCannotConnectToHost = -1004;
 inline constexpr std::int64_t OVNURLErrorNetworkConnectionLost = -1005;
 inline constexpr std::int64_t OVNURLErrorHTTPTooManyRedirects = -1007;
+inline constexpr std::int64_t OVNURLErrorResourceUnavailable = -1008;
 inline constexpr std::int64_t OVNURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t OVNURLErrorCannotDecodeContentData = -1016;
 inline constexpr std::int64_t OVNURLErrorCannotCreateFile = -3000;

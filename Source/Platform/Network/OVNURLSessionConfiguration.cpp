@@ -1,5 +1,6 @@
 #include "Platform/Network/OVNURLSessionConfiguration.h"
 
+#include "Platform/Network/OVNHTTPCache.h"
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNDictionary.h"
 
@@ -22,4 +23,13 @@ std::shared_ptr<OVNURLSessionConfiguration> OVNURLSessionConfiguration::configur
   auto configuration = OVNMake<OVNURLSessionConfiguration>();
   static_cast<OVNURLSessionConfiguration&>(*configuration) = *this;
   return configuration;
+}
+
+std::shared_ptr<OVNHTTPCache> OVNURLSessionConfiguration::URLCache() const {
+  return cacheSet_ ? cache_ : OVNHTTPCache::sharedURLCache();
+}
+
+void OVNURLSessionConfiguration::setURLCache(std::shared_ptr<OVNHTTPCache> cache) {
+  cache_ = std::move(cache);
+  cacheSet_ = true;
 }

@@ -6,7 +6,8 @@
 // Defaults: no additional headers; request timeout 60 s, meaning idle time without data
 // (connecting included); resource timeout 7 days for the whole task; 6 connections per
 // host; TLS certificates verified against the system's store; the protocol's cache policy;
-// no response cache.
+// the process-wide response cache (OVNHTTPCache::sharedURLCache(), looked up at each
+// request, so that replacing it reaches existing sessions).
 
 #include <cstdint>
 #include <memory>
@@ -49,9 +50,10 @@ class OVN_EXPORT OVNURLSessionConfiguration : public OVNObject {
   void setTLSTrustedCertificatesPath(std::optional<std::string> path) { caPath_ = std::move(path); }
   OVNURLRequestCachePolicy requestCachePolicy() const { return cachePolicy_; }
   void setRequestCachePolicy(OVNURLRequestCachePolicy policy) { cachePolicy_ = policy; }
-  //! The response cache the session's tasks go through (none: no caching).
-  const std::shared_ptr<OVNHTTPCache>& URLCache() const { return cache_; }
-  void setURLCache(std::shared_ptr<OVNHTTPCache> cache) { cache_ = std::move(cache); }
+  //! The response cache the session's tasks go through: the one set, else the
+  //! process-wide cache of the moment. Null once set to null: no caching.
+  std::shared_ptr<OVNHTTPCache> URLCache() const;
+  void setURLCache(std::shared_ptr<OVNHTTPCache> cache);
 
   bool supportsCopying() const override { return true; }
   OVNObjectRef copy() const override;
@@ -65,6 +67,7 @@ class OVN_EXPORT OVNURLSessionConfiguration : public OVNObject {
   std::optional<std::string> caPath_;
   OVNURLRequestCachePolicy cachePolicy_ = OVNURLRequestUseProtocolCachePolicy;
   std::shared_ptr<OVNHTTPCache> cache_;
+  bool cacheSet_ = false;
 };
 
 using OVNURLSessionConfigurationRef = std::shared_ptr<OVNURLSessionConfiguration>;

@@ -22,6 +22,7 @@ std::string_view descriptionForCode(std::int64_t code) {
     case OVNURLErrorCannotConnectToHost: return "Could not connect to the server.";
     case OVNURLErrorNetworkConnectionLost: return "The network connection was lost.";
     case OVNURLErrorHTTPTooManyRedirects: return "too many HTTP redirects";
+    case OVNURLErrorResourceUnavailable: return "resource unavailable";
     case OVNURLErrorBadServerResponse: return "The server returned a reply that could not be read.";
     case OVNURLErrorCannotDecodeContentData: return "The reply's content encoding could not be decoded.";
     case OVNURLErrorCannotCreateFile: return "The downloaded file could not be written.";

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <thread>
 
+#include "Platform/Network/OVNCachedURLResponse.h"
 #include "Platform/Network/OVNHTTPURLResponse.h"
 #include "Platform/Network/OVNMutableURLRequest.h"
 #include "Platform/Network/OVNURL.h"
@@ -17,15 +18,21 @@
 #include "Platform/Network/OVNURLSessionDownloadTask.h"
 #include "Platform/Network/OVNURLSessionUploadTask.h"
 #include "Platform/Network/detail/OVNCurlTransfer.h"
+#include "Platform/Network/detail/OVNHTTPCachePolicy.h"
 #include "Platform/Network/detail/OVNHTTPHeaderName.h"
 #include "Platform/Network/detail/OVNTaskEvents.h"
 #include "Platform/Network/detail/OVNURLErrors.h"
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
 
 namespace ovn::detail {
 namespace {
+
+// A layer keeps no entry larger than this share of its capacity, so a body beyond it is
+// not gathered for the cache.
+constexpr std::uint64_t storableShareOfCapacity = 20;
 
 // The longest the I/O thread sleeps while transfers run, so that idle timeouts are noticed.
 constexpr int idleCheckMilliseconds = 50;
@@ -76,6 +83,20 @@ struct OVNURLSessionCore::Record {
   int redirects = 0;
   bool finished = false;
   Clock::time_point resourceDeadline;
+  // The request being answered and its way through the response cache (I/O thread).
+  struct Exchange {
+    std::shared_ptr<OVNURLRequest> request;   // as sent, less validators the cache added
+    std::shared_ptr<OVNHTTPCache> cache;      // null: this request does not use a cache
+    std::shared_ptr<OVNURLRequest> cacheKey;  // the request as the cache sees it
+    OVNDate requestDate;
+    OVNDate responseDate;
+    std::optional<OVNHTTPCache::Entry> revalidating;  // the stored reply being checked
+    bool servedFromCache = false;
+    bool ignoreNetworkBody = false;  // a 304's body: the stored one is delivered instead
+    bool storable = false;
+    std::vector<std::uint8_t> body;  // gathered for the cache while storable
+    std::uint64_t bodyLimit = 0;
+  } exchange;
   // Delegate queue.
   OVNURLSession::DataCompletion completion;
   std::vector<std::uint8_t> collected;
@@ -181,7 +202,7 @@ void OVNURLSessionCore::startTask(std::uint64_t identifier) {
       found->resourceDeadline =
           Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
                              clampedTimeout(configuration_->timeoutIntervalForResource())));
-      startTransfer(found, found->task->originalRequest());
+      beginRequest(found, found->task->originalRequest());
     });
   }
 }
@@ -310,6 +331,150 @@ double OVNURLSessionCore::idleTimeout(const OVNURLRequest& request) const {
   return clampedTimeout(ownTimeout ? request.timeoutInterval() : configuration_->timeoutIntervalForRequest());
 }
 
+// ---- the response cache (I/O thread) -------------------------------------------------
+
+void OVNURLSessionCore::beginRequest(const RecordRef& record, std::shared_ptr<OVNURLRequest> request) {
+  if (record->finished) return;
+  auto& exchange = record->exchange;
+  exchange = {};
+  exchange.request = request;
+  exchange.requestDate = OVNDate::now();
+  exchange.cache = cacheFor(*record, *request);
+  if (!exchange.cache) {
+    startTransfer(record, std::move(request));
+    return;
+  }
+  exchange.cacheKey = sentForm(request);
+  exchange.bodyLimit =
+      std::max(exchange.cache->memoryCapacity(), exchange.cache->diskCapacity()) / storableShareOfCapacity;
+  OVNURLRequestCachePolicy policy = request->cachePolicy();
+  if (policy == OVNURLRequestUseProtocolCachePolicy) policy = configuration_->requestCachePolicy();
+  std::optional<OVNHTTPCache::Entry> entry;
+  if (OVNHTTPCachePolicy::looksUp(policy, *exchange.cacheKey))
+    entry = exchange.cache->entryForRequest(*exchange.cacheKey);
+  switch (OVNHTTPCachePolicy::decide(policy, *exchange.cacheKey, entry, OVNDate::now())) {
+    case OVNHTTPCachePolicy::Decision::serve: serveStored(record, *entry); break;
+    case OVNHTTPCachePolicy::Decision::revalidate: {
+      auto stored = std::static_pointer_cast<OVNHTTPURLResponse>(entry->cachedResponse->response());
+      exchange.revalidating = std::move(entry);
+      startTransfer(record, OVNHTTPCachePolicy::conditionalRequest(*request, *stored));
+      break;
+    }
+    case OVNHTTPCachePolicy::Decision::fail:
+      finish(record, makeURLError(OVNURLErrorResourceUnavailable, request->URL(),
+                                  "Nothing is stored for the request, and it may not be sent."));
+      break;
+    case OVNHTTPCachePolicy::Decision::fetch: startTransfer(record, std::move(request)); break;
+  }
+}
+
+std::shared_ptr<OVNHTTPCache> OVNURLSessionCore::cacheFor(const Record& record, const OVNURLRequest& request) const {
+  // Data tasks use stored replies; any task's unsafe request may make one stale.
+  if (record.kind != TaskKind::data && !OVNHTTPCachePolicy::invalidatesStoredResponse(request, 200)) return nullptr;
+  return configuration_->URLCache();
+}
+
+std::shared_ptr<OVNURLRequest> OVNURLSessionCore::sentForm(const std::shared_ptr<OVNURLRequest>& request) const {
+  const auto& extra = configuration_->HTTPAdditionalHeaders();
+  if (!extra || extra->empty()) return request;
+  auto sent = request->mutableRequestCopy();
+  for (const auto& [name, value] : *extra) {
+    const std::string* text = value.string();
+    if (text && !sent->valueForHTTPHeaderField(name)) sent->setValue(*text, name);
+  }
+  return sent->immutableCopy();
+}
+
+void OVNURLSessionCore::serveStored(const RecordRef& record, const OVNHTTPCache::Entry& entry) {
+  auto response = std::dynamic_pointer_cast<OVNHTTPURLResponse>(entry.cachedResponse->response());
+  if (!response) {  // only HTTP replies are stored by sessions; anything else is not served
+    startTransfer(record, record->exchange.request);
+    return;
+  }
+  record->exchange.servedFromCache = true;
+  {
+    std::lock_guard lock(record->task->mutex_);
+    record->task->currentRequest_ = record->exchange.request;
+  }
+  receivedResponse(record, std::move(response));
+  const auto& body = entry.cachedResponse->data()->bytes();
+  if (!body.empty()) receivedBody(record, reinterpret_cast<const char*>(body.data()), body.size());
+  finish(record, nullptr);
+}
+
+void OVNURLSessionCore::receivedNetworkResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response) {
+  auto& exchange = record->exchange;
+  exchange.responseDate = OVNDate::now();
+  if (exchange.revalidating && answerFromRevalidatedEntry(record, *response)) return;
+  exchange.revalidating.reset();
+  exchange.storable = exchange.cache && OVNHTTPCachePolicy::isStorable(*exchange.request, *response);
+  receivedResponse(record, std::move(response));
+}
+
+bool OVNURLSessionCore::answerFromRevalidatedEntry(const RecordRef& record, const OVNHTTPURLResponse& notModified) {
+  auto& exchange = record->exchange;
+  const auto& stored = *exchange.revalidating->cachedResponse;
+  auto storedResponse = std::static_pointer_cast<OVNHTTPURLResponse>(stored.response());
+  if (notModified.statusCode() != 304 || !OVNHTTPCachePolicy::notModifiedMatches(*storedResponse, notModified)) {
+    return false;
+  }
+  auto refreshed = OVNHTTPCachePolicy::refreshedResponse(*storedResponse, notModified);
+  OVNHTTPCache::Entry entry{OVNCachedURLResponse::cachedResponseWithResponse(refreshed, stored.data(),
+                                                                             stored.userInfo(), stored.storagePolicy()),
+                            exchange.requestDate, exchange.responseDate};
+  exchange.revalidating.reset();
+  exchange.ignoreNetworkBody = true;
+  // The refreshed entry is stored before the delegate hears of the reply.
+  record->events->push([cache = exchange.cache, key = exchange.cacheKey, entry] {
+    cache->storeEntry(entry, *key);
+    return true;
+  });
+  receivedResponse(record, std::move(refreshed));
+  const auto& body = stored.data()->bytes();
+  if (!body.empty()) receivedBody(record, reinterpret_cast<const char*>(body.data()), body.size());
+  return true;
+}
+
+void OVNURLSessionCore::receivedNetworkBody(const RecordRef& record, const char* bytes, std::size_t length) {
+  auto& exchange = record->exchange;
+  if (exchange.ignoreNetworkBody) return;
+  if (exchange.storable) {
+    if (exchange.body.size() + length > exchange.bodyLimit) {
+      exchange.storable = false;
+      std::vector<std::uint8_t>().swap(exchange.body);
+    } else {
+      exchange.body.insert(exchange.body.end(), bytes, bytes + length);
+    }
+  }
+  receivedBody(record, bytes, length);
+}
+
+void OVNURLSessionCore::updateCache(const RecordRef& record) {
+  auto& exchange = record->exchange;
+  if (!exchange.cache || exchange.servedFromCache) return;
+  auto response = std::dynamic_pointer_cast<OVNHTTPURLResponse>(record->task->response());
+  if (!response) return;
+  if (OVNHTTPCachePolicy::invalidatesStoredResponse(*exchange.request, response->statusCode())) {
+    record->events->push([cache = exchange.cache, key = exchange.cacheKey] {
+      cache->removeCachedResponseForRequest(*key);
+      return true;
+    });
+    return;
+  }
+  if (!exchange.storable) return;
+  auto proposed = OVNCachedURLResponse::cachedResponseWithResponse(response, OVNData::make(std::move(exchange.body)));
+  StoreAnswer store = [cache = exchange.cache, key = exchange.cacheKey,
+                       entry = OVNHTTPCache::Entry{nullptr, exchange.requestDate, exchange.responseDate}](
+                          std::shared_ptr<OVNCachedURLResponse> chosen) mutable {
+    if (!chosen) return;
+    entry.cachedResponse = std::move(chosen);
+    cache->storeEntry(entry, *key);
+  };
+  record->events->push([this, record, proposed, store = std::move(store), self = shared_from_this()]() mutable {
+    return deliverWillCache(record, proposed, std::move(store));
+  });
+}
+
 void OVNURLSessionCore::startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request) {
   if (record->finished) return;
   const auto& url = request->URL();
@@ -324,10 +489,12 @@ void OVNURLSessionCore::startTransfer(const RecordRef& record, std::shared_ptr<O
   }
   std::weak_ptr<Record> weakRecord = record;
   OVNCurlTransfer::Callbacks callbacks{[this, weakRecord](std::shared_ptr<OVNHTTPURLResponse> response) {
-                                         if (auto held = weakRecord.lock()) receivedResponse(held, std::move(response));
+                                         if (auto held = weakRecord.lock()) {
+                                           receivedNetworkResponse(held, std::move(response));
+                                         }
                                        },
                                        [this, weakRecord](const char* bytes, std::size_t length) {
-                                         if (auto held = weakRecord.lock()) receivedBody(held, bytes, length);
+                                         if (auto held = weakRecord.lock()) receivedNetworkBody(held, bytes, length);
                                        },
                                        [this, weakRecord](std::int64_t sent, std::int64_t expected) {
                                          if (auto held = weakRecord.lock()) sentBody(held, sent, expected);
@@ -380,6 +547,7 @@ void OVNURLSessionCore::finish(const RecordRef& record, std::shared_ptr<OVNError
     record->task->error_ = error;
   }
   record->task->state_.store(OVNURLSessionTaskStateCompleted, std::memory_order_release);
+  if (!error) updateCache(record);
   record->events->push([this, record, self = shared_from_this()] { return deliverCompletion(record); });
 }
 
@@ -484,7 +652,7 @@ bool OVNURLSessionCore::deliverRedirect(const RecordRef& record, std::shared_ptr
   auto follow = [this, record, response, body = std::move(body)](std::shared_ptr<OVNURLRequest> chosen) mutable {
     if (chosen) {
       auto request = chosen->immutableCopy();
-      post([this, record, request] { startTransfer(record, request); });
+      post([this, record, request] { beginRequest(record, request); });
     } else {
       post([this, record, response, body = std::move(body)]() mutable {
         deliverAsFinal(record, response, std::move(body));
@@ -500,6 +668,20 @@ bool OVNURLSessionCore::deliverRedirect(const RecordRef& record, std::shared_ptr
         taskDelegate_->URLSessionTaskWillPerformHTTPRedirection(session(), record->task, response, next, answer);
       },
       std::move(follow));
+}
+
+bool OVNURLSessionCore::deliverWillCache(const RecordRef& record, std::shared_ptr<OVNCachedURLResponse> proposed,
+                                         StoreAnswer store) {
+  deliverData(record);  // the delegate has every chunk before it is asked about the whole
+  if (record->refused) return true;
+  if (record->completion || !dataDelegate_) {
+    store(std::move(proposed));
+    return true;
+  }
+  auto dataTask = std::static_pointer_cast<OVNURLSessionDataTask>(record->task);
+  return record->events->ask<std::shared_ptr<OVNCachedURLResponse>>(
+      [&](auto answer) { dataDelegate_->URLSessionDataTaskWillCacheResponse(session(), dataTask, proposed, answer); },
+      std::move(store));
 }
 
 bool OVNURLSessionCore::deliverCompletion(const RecordRef& record) {

@@ -20,12 +20,14 @@
 #include <vector>
 
 #include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Network/OVNHTTPCache.h"
 #include "Platform/Network/OVNURLSession.h"
 
 class OVNURLSessionTaskDelegateProtocol;
 class OVNURLSessionDataDelegateProtocol;
 class OVNURLSessionDownloadDelegateProtocol;
 class OVNHTTPURLResponse;
+class OVNCachedURLResponse;
 
 namespace ovn::detail {
 
@@ -75,12 +77,26 @@ class OVNURLSessionCore : public std::enable_shared_from_this<OVNURLSessionCore>
   int pollTimeoutMilliseconds() const;
   //! The request's own timeout when it set a positive one, else the configuration's.
   double idleTimeout(const OVNURLRequest& request) const;
+  //! Starts one request of a task (the first, or one a redirect leads to), through the
+  //! response cache when the task has one: served from it, revalidated, or sent.
+  void beginRequest(const RecordRef& record, std::shared_ptr<OVNURLRequest> request);
+  std::shared_ptr<OVNHTTPCache> cacheFor(const Record& record, const OVNURLRequest& request) const;
+  //! The request as the server sees it: with the configuration's additional header fields.
+  std::shared_ptr<OVNURLRequest> sentForm(const std::shared_ptr<OVNURLRequest>& request) const;
+  void serveStored(const RecordRef& record, const OVNHTTPCache::Entry& entry);
   void startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request);
   void detachTransfer(Record& record);
   void finish(const RecordRef& record, std::shared_ptr<OVNError> error);
   void redirect(const RecordRef& record);
   void deliverAsFinal(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response, std::vector<char> body);
+  void receivedNetworkResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response);
+  //! A 304 that confirms the stored reply: the stored reply, refreshed, is the answer.
+  bool answerFromRevalidatedEntry(const RecordRef& record, const OVNHTTPURLResponse& notModified);
+  void receivedNetworkBody(const RecordRef& record, const char* bytes, std::size_t length);
   void receivedResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response);
+  //! Queues what a finished request does to the cache: the offer to store its reply, or
+  //! the removal of a reply its unsafe method made stale.
+  void updateCache(const RecordRef& record);
   void receivedBody(const RecordRef& record, const char* bytes, std::size_t length);
   void sentBody(const RecordRef& record, std::int64_t totalSent, std::int64_t expected);
   CURL* takeEasyHandle();
@@ -91,6 +107,9 @@ class OVNURLSessionCore : public std::enable_shared_from_this<OVNURLSessionCore>
   bool deliverData(const RecordRef& record);
   bool deliverRedirect(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response,
                        std::shared_ptr<OVNURLRequest> next, std::vector<char> body);
+  //! Stores the answer of the delegate's "will cache" question, unless it is null.
+  using StoreAnswer = std::function<void(std::shared_ptr<OVNCachedURLResponse>)>;
+  bool deliverWillCache(const RecordRef& record, std::shared_ptr<OVNCachedURLResponse> proposed, StoreAnswer store);
   bool deliverCompletion(const RecordRef& record);
   void finishDownload(const RecordRef& record);
   void becomeInvalid();
