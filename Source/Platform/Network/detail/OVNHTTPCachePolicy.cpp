@@ -153,11 +153,6 @@ std::shared_ptr<OVNURLRequest> OVNHTTPCachePolicy::conditionalRequest(const OVNU
   return conditional->immutableCopy();
 }
 
-bool OVNHTTPCachePolicy::notModifiedMatches(const OVNHTTPURLResponse& stored, const OVNHTTPURLResponse& notModified) {
-  auto tag = notModified.valueForHTTPHeaderField("ETag");
-  return !tag || tag == stored.valueForHTTPHeaderField("ETag");
-}
-
 std::shared_ptr<OVNHTTPURLResponse> OVNHTTPCachePolicy::refreshedResponse(const OVNHTTPURLResponse& stored,
                                                                           const OVNHTTPURLResponse& notModified) {
   auto fields = OVNDictionary::make();

@@ -42,9 +42,6 @@ class OVNHTTPCachePolicy {
   //! The request with "If-None-Match" and "If-Modified-Since" from the stored reply.
   static std::shared_ptr<OVNURLRequest> conditionalRequest(const OVNURLRequest& request,
                                                            const OVNHTTPURLResponse& stored);
-  //! Whether a 304 reply speaks of the stored reply (its entity tag, when it sends one,
-  //! is the stored one).
-  static bool notModifiedMatches(const OVNHTTPURLResponse& stored, const OVNHTTPURLResponse& notModified);
   //! The stored reply with the header fields of a 304 reply laid over it.
   static std::shared_ptr<OVNHTTPURLResponse> refreshedResponse(const OVNHTTPURLResponse& stored,
                                                                const OVNHTTPURLResponse& notModified);
