@@ -6,9 +6,9 @@
 // disk with the memory layer emptied, a 304 revalidation and, in the same run, a full
 // network fetch; and how many responses per second the cache stores with its disk layer.
 //
-//   HTTPBenchmark [requests] [manager|cache]   (default 100000 per row; "manager": the
-//                                               session manager at 16 in flight only, for
-//                                               profiling; "cache": the cache rows only)
+//   HTTPBenchmark [requests] [manager|cache|hits]   (default 100000 per row; "manager": the
+//                        session manager at 16 in flight only, for profiling; "cache": the
+//                        cache rows only; "hits": memory hits at 16 in flight only, for profiling)
 
 #include <curl/curl.h>
 #include <sys/resource.h>
@@ -242,7 +242,7 @@ void measureStores(const std::string& directory, const std::string& body, int co
       static_cast<double>(cache->currentDiskUsage()) / (1024.0 * 1024.0));
 }
 
-void measureCache(const NginxServer& nginx, const std::string& body, int requests) {
+void measureCache(const NginxServer& nginx, const std::string& body, int requests, bool hitsOnly) {
   for (const char* folder : {"/cache/fresh", "/cache/check"}) {
     std::filesystem::create_directories(nginx.docRoot() + folder);
     std::ofstream(nginx.docRoot() + folder + "/weather.json") << body;
@@ -252,6 +252,11 @@ void measureCache(const NginxServer& nginx, const std::string& body, int request
   ManagerClient fresh(nginx.httpURL("/cache/fresh/weather.json"), cache);
   ManagerClient revalidated(nginx.httpURL("/cache/check/weather.json"), cache);
   ManagerClient network(nginx.httpURL("/weather.json"), nullptr);
+  if (hitsOnly) {
+    fresh.run(1000, 16);
+    print("fresh hit from memory", 16, fresh.run(requests, 16));
+    return;
+  }
   std::printf("\nThe same reply through the response cache (1 in flight, then 16)\n\n");
   std::printf("| Path | In flight | Requests/s | p50 ms | p99 ms | CPU us/request | Failures |\n");
   std::printf("|---|---|---|---|---|---|---|\n");
@@ -288,14 +293,15 @@ int main(int argc, char** argv) {
               body.size(), requests);
   std::printf("| Client | In flight | Requests/s | p50 ms | p99 ms | CPU us/request | Failures |\n");
   std::printf("|---|---|---|---|---|---|---|\n");
-  if (argc > 2 && std::string(argv[2]) == "cache") {
-    measureCache(nginx, body, requests);
+  const std::string mode = argc > 2 ? argv[2] : "";
+  if (mode == "cache" || mode == "hits") {
+    measureCache(nginx, body, requests, mode == "hits");
     return 0;
   }
   ManagerClient manager(url, nullptr);
   manager.run(1000, 16);  // warm-up: connections open, first allocations made
   const double residentBefore = residentMegabytes();
-  if (argc > 2 && std::string(argv[2]) == "manager") {
+  if (mode == "manager") {
     print("OVNURLSessionManager + JSON serializer", 16, manager.run(requests, 16));
     return 0;
   }
@@ -307,6 +313,6 @@ int main(int argc, char** argv) {
   }
   std::printf("\nManager resident memory: %.1f MB after warm-up, %.1f MB after %d more requests\n", residentBefore,
               residentMegabytes(), 2 * requests);
-  measureCache(nginx, body, requests);
+  measureCache(nginx, body, requests, false);
   return 0;
 }
