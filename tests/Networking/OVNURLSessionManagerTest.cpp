@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <future>
@@ -11,8 +12,10 @@
 #include "Networking/OVNNetworkActivityIndicatorManager.h"
 #include "Networking/OVNRequest.h"
 #include "Networking/OVNResponse.h"
+#include "Networking/OVNURLSessionDataTaskDelegate.h"
 #include "Networking/OVNURLSessionManager.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Network/OVNHTTPCache.h"
 #include "Platform/Network/OVNMutableURLRequest.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/OVNURLError.h"
@@ -23,6 +26,7 @@
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNDevice.h"
 #include "Platform/Text/OVNLocale.h"
+#include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDate.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Support/HttpTestServer.h"
@@ -243,6 +247,36 @@ TEST(OVNURLSessionManagerTest, DestroyingAManagerCancelsRequestsInFlight) {
   EXPECT_EQ(response->response(), nullptr);  // the server never answered
   ASSERT_TRUE(task->error());
   EXPECT_EQ(task->error()->code(), OVNURLErrorCancelled);
+}
+
+TEST(OVNURLSessionManagerTest, ATasksDelegateDecidesWhatItsReplyLeavesInTheCache) {
+  HttpTestServer server;
+  std::atomic<int> hits{0};
+  server.server().Get("/fresh", [&](const httplib::Request&, httplib::Response& response) {
+    response.set_header("Cache-Control", "max-age=60");
+    response.set_content("reply " + std::to_string(++hits), "text/plain");
+  });
+  server.start();
+  auto configuration = OVNURLSessionConfiguration::defaultSessionConfiguration();
+  configuration->setURLCache(OVNHTTPCache::cacheWithMemoryCapacity(1 << 20, 0, std::nullopt));
+  auto manager = OVNURLSessionManager::initWithConfiguration(configuration);
+  manager->setStartsRequestsImmediately(false);
+  auto get = [&](bool refuseToCache) {
+    auto request = manager->requestWithMethod(OVNRequestMethodGET, server.url("/fresh"), nullptr);
+    auto delegate = std::dynamic_pointer_cast<OVNURLSessionDataTaskDelegate>(request->delegate());
+    if (refuseToCache) delegate->setDataTaskWillCacheResponse([](auto, auto, auto) { return nullptr; });
+    request->resume();
+    std::string body;
+    request->responseAsData(nullptr, [&](std::shared_ptr<OVNResponse> response) {
+      body = response->data() ? std::string(response->data()->view()) : "none";
+    });
+    EXPECT_TRUE(OVNRunLoop::main().runUntil([&] { return !body.empty(); }, kWaitSeconds));
+    return body;
+  };
+  EXPECT_EQ(get(true), "reply 1");
+  EXPECT_EQ(get(false), "reply 2");
+  EXPECT_EQ(get(false), "reply 2");
+  EXPECT_EQ(hits, 2);
 }
 
 }  // namespace
