@@ -65,6 +65,10 @@ std::optional<OVNHTTPCache::Entry> OVNHTTPCache::entryForRequest(const OVNURLReq
   return store_->lookup(request);
 }
 
+std::optional<OVNHTTPCache::Entry> OVNHTTPCache::entryInMemoryForRequest(const OVNURLRequest& request) {
+  return store_->lookupInMemory(request);
+}
+
 void OVNHTTPCache::storeEntry(const Entry& entry, const OVNURLRequest& request) { store_->store(entry, request); }
 
 std::uint64_t OVNHTTPCache::memoryCapacity() const { return store_->memoryCapacity(); }

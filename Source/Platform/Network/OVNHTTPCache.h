@@ -80,6 +80,9 @@ class OVN_EXPORT OVNHTTPCache : public OVNObject {
 
   //! The stored entry for the request with its dates, or none.
   std::optional<Entry> entryForRequest(const OVNURLRequest& request);
+  //! The entry when the memory layer holds it for the request, or none; never waits for
+  //! the disk, so a session may ask it on any thread.
+  std::optional<Entry> entryInMemoryForRequest(const OVNURLRequest& request);
   //! Stores an entry with the dates it carries.
   void storeEntry(const Entry& entry, const OVNURLRequest& request);
 

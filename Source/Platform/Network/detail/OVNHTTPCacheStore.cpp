@@ -58,6 +58,14 @@ std::optional<OVNHTTPCache::Entry> OVNHTTPCacheStore::lookup(const OVNURLRequest
   return item->entry;
 }
 
+std::optional<OVNHTTPCache::Entry> OVNHTTPCacheStore::lookupInMemory(const OVNURLRequest& request) {
+  std::optional<std::string> key = keyFor(request);
+  if (!key) return std::nullopt;
+  OVNHTTPCacheMemoryLayer::Lookup inMemory = memory_.lookup(*key, request);
+  if (!inMemory.item) return std::nullopt;
+  return inMemory.item->entry;
+}
+
 void OVNHTTPCacheStore::store(const OVNHTTPCache::Entry& entry, const OVNURLRequest& request) {
   std::optional<std::string> key = keyFor(request);
   if (!key || !entry.cachedResponse) return;

@@ -27,6 +27,8 @@ class OVNHTTPCacheStore {
   OVNHTTPCacheStore(std::uint64_t memoryCapacity, std::uint64_t diskCapacity, std::optional<std::string> directory);
 
   std::optional<OVNHTTPCache::Entry> lookup(const OVNURLRequest& request);
+  //! The entry when the memory layer holds it for the request; never touches the disk.
+  std::optional<OVNHTTPCache::Entry> lookupInMemory(const OVNURLRequest& request);
   void store(const OVNHTTPCache::Entry& entry, const OVNURLRequest& request);
   void remove(const OVNURLRequest& request);
   void removeAll();

@@ -1,6 +1,7 @@
 #include "Platform/Network/detail/OVNURLSessionCore.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
@@ -81,7 +82,9 @@ struct OVNURLSessionCore::Record {
   // I/O thread.
   std::unique_ptr<OVNCurlTransfer> transfer;
   int redirects = 0;
-  bool finished = false;
+  // Set once, by whichever thread ends the task: the I/O thread, or the thread that
+  // resumed it when the memory layer answered.
+  std::atomic<bool> finished{false};
   Clock::time_point resourceDeadline;
   // The request being answered and its way through the response cache (I/O thread).
   struct Exchange {
@@ -198,6 +201,7 @@ OVNURLSessionCore::RecordRef OVNURLSessionCore::record(std::uint64_t identifier)
 
 void OVNURLSessionCore::startTask(std::uint64_t identifier) {
   if (auto found = record(identifier)) {
+    if (serveFromMemory(found)) return;
     post([this, found] {
       found->resourceDeadline =
           Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
@@ -347,8 +351,7 @@ void OVNURLSessionCore::beginRequest(const RecordRef& record, std::shared_ptr<OV
   exchange.cacheKey = sentForm(request);
   exchange.bodyLimit =
       std::max(exchange.cache->memoryCapacity(), exchange.cache->diskCapacity()) / storableShareOfCapacity;
-  OVNURLRequestCachePolicy policy = request->cachePolicy();
-  if (policy == OVNURLRequestUseProtocolCachePolicy) policy = configuration_->requestCachePolicy();
+  const OVNURLRequestCachePolicy policy = effectivePolicy(*request);
   std::optional<OVNHTTPCache::Entry> entry;
   if (OVNHTTPCachePolicy::looksUp(policy, *exchange.cacheKey))
     entry = exchange.cache->entryForRequest(*exchange.cacheKey);
@@ -391,6 +394,9 @@ void OVNURLSessionCore::serveStored(const RecordRef& record, const OVNHTTPCache:
     startTransfer(record, record->exchange.request);
     return;
   }
+  // Claimed before anything is delivered, so that a cancel cannot slip its completion in
+  // ahead of the response.
+  if (record->finished.exchange(true)) return;
   record->exchange.servedFromCache = true;
   {
     std::lock_guard lock(record->task->mutex_);
@@ -399,7 +405,32 @@ void OVNURLSessionCore::serveStored(const RecordRef& record, const OVNHTTPCache:
   receivedResponse(record, std::move(response));
   const auto& body = entry.cachedResponse->data()->bytes();
   if (!body.empty()) receivedBody(record, reinterpret_cast<const char*>(body.data()), body.size());
-  finish(record, nullptr);
+  complete(record, nullptr);
+}
+
+bool OVNURLSessionCore::serveFromMemory(const RecordRef& record) {
+  if (record->kind != TaskKind::data) return false;
+  auto request = record->task->originalRequest();
+  auto cache = cacheFor(*record, *request);
+  if (!cache) return false;
+  auto key = sentForm(request);
+  const OVNURLRequestCachePolicy policy = effectivePolicy(*request);
+  if (!OVNHTTPCachePolicy::looksUp(policy, *key)) return false;
+  auto entry = cache->entryInMemoryForRequest(*key);
+  if (!entry ||
+      OVNHTTPCachePolicy::decide(policy, *key, entry, OVNDate::now()) != OVNHTTPCachePolicy::Decision::serve) {
+    return false;
+  }
+  // Nothing on the I/O thread knows of this task yet: the exchange is ours to fill.
+  record->exchange.request = request;
+  record->exchange.cache = std::move(cache);
+  serveStored(record, *entry);
+  return true;
+}
+
+OVNURLRequestCachePolicy OVNURLSessionCore::effectivePolicy(const OVNURLRequest& request) const {
+  const OVNURLRequestCachePolicy policy = request.cachePolicy();
+  return policy == OVNURLRequestUseProtocolCachePolicy ? configuration_->requestCachePolicy() : policy;
 }
 
 void OVNURLSessionCore::receivedNetworkResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response) {
@@ -540,8 +571,11 @@ void OVNURLSessionCore::recycle(CURL* easy) {
 }
 
 void OVNURLSessionCore::finish(const RecordRef& record, std::shared_ptr<OVNError> error) {
-  if (record->finished) return;
-  record->finished = true;
+  if (record->finished.exchange(true)) return;
+  complete(record, std::move(error));
+}
+
+void OVNURLSessionCore::complete(const RecordRef& record, std::shared_ptr<OVNError> error) {
   detachTransfer(*record);
   {
     std::lock_guard lock(record->task->mutex_);

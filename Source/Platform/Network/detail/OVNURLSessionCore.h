@@ -21,6 +21,7 @@
 
 #include "Platform/Dispatch/OVNDispatchQueue.h"
 #include "Platform/Network/OVNHTTPCache.h"
+#include "Platform/Network/OVNURLRequest.h"
 #include "Platform/Network/OVNURLSession.h"
 
 class OVNURLSessionTaskDelegateProtocol;
@@ -84,9 +85,16 @@ class OVNURLSessionCore : public std::enable_shared_from_this<OVNURLSessionCore>
   //! The request as the server sees it: with the configuration's additional header fields.
   std::shared_ptr<OVNURLRequest> sentForm(const std::shared_ptr<OVNURLRequest>& request) const;
   void serveStored(const RecordRef& record, const OVNHTTPCache::Entry& entry);
+  //! On the thread that resumes a task: answers it at once when the memory layer holds a
+  //! reply the rules let it serve (no hand-over to the I/O thread); false otherwise.
+  bool serveFromMemory(const RecordRef& record);
+  OVNURLRequestCachePolicy effectivePolicy(const OVNURLRequest& request) const;
   void startTransfer(const RecordRef& record, std::shared_ptr<OVNURLRequest> request);
   void detachTransfer(Record& record);
+  //! Ends the task once: the first call wins.
   void finish(const RecordRef& record, std::shared_ptr<OVNError> error);
+  //! What ending involves, for a caller that has already claimed the task.
+  void complete(const RecordRef& record, std::shared_ptr<OVNError> error);
   void redirect(const RecordRef& record);
   void deliverAsFinal(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response, std::vector<char> body);
   void receivedNetworkResponse(const RecordRef& record, std::shared_ptr<OVNHTTPURLResponse> response);
