@@ -64,15 +64,9 @@ std::shared_ptr<OVNTimeZone> readSystemTimeZone() {
 }
 }  // namespace
 
-OVNTimeZone::OVNTimeZone() = default;
+OVNTimeZone::OVNTimeZone(Key, std::string name, std::shared_ptr<const OVNICUTimeZone> zone)
+    : name_(std::move(name)), zone_(std::move(zone)) {}
 OVNTimeZone::~OVNTimeZone() = default;
-
-std::shared_ptr<OVNTimeZone> OVNTimeZone::make(std::string name, std::shared_ptr<const OVNICUTimeZone> zone) {
-  auto timeZone = OVNMake<OVNTimeZone>();
-  timeZone->name_ = std::move(name);
-  timeZone->zone_ = std::move(zone);
-  return timeZone;
-}
 
 std::shared_ptr<OVNTimeZone> OVNTimeZone::timeZoneWithName(std::string_view name) {
   if (name.empty()) return nullptr;
@@ -80,7 +74,7 @@ std::shared_ptr<OVNTimeZone> OVNTimeZone::timeZoneWithName(std::string_view name
   icu::UnicodeString id;
   // ICU answers an unknown name with its "Etc/Unknown" zone, which behaves as GMT.
   if (!zone || zone->getID(id) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) return nullptr;
-  return make(std::string(name), std::make_shared<const OVNICUTimeZone>(std::move(zone)));
+  return OVNMake<OVNTimeZone>(Key(), std::string(name), std::make_shared<const OVNICUTimeZone>(std::move(zone)));
 }
 
 std::shared_ptr<OVNTimeZone> OVNTimeZone::timeZoneWithAbbreviation(std::string_view abbreviation) {
@@ -93,7 +87,7 @@ std::shared_ptr<OVNTimeZone> OVNTimeZone::timeZoneForSecondsFromGMT(std::int64_t
   std::string name = fixedOffsetName(seconds);
   auto zone = std::make_unique<icu::SimpleTimeZone>(static_cast<std::int32_t>(seconds) * millisecondsPerSecond,
                                                     OVNICUString::fromUTF8(name));
-  return make(std::move(name), std::make_shared<const OVNICUTimeZone>(std::move(zone)));
+  return OVNMake<OVNTimeZone>(Key(), std::move(name), std::make_shared<const OVNICUTimeZone>(std::move(zone)));
 }
 
 std::shared_ptr<OVNTimeZone> OVNTimeZone::systemTimeZone() {

@@ -29,12 +29,16 @@ class OVNICUTimeZone;
 
 class OVN_EXPORT OVNTimeZone : public OVNObject {
   OVN_CLASS_NAMED(OVNTimeZone, OVNObject, "NSTimeZone")
+  class Key {  // only the factories make zones: every zone has its rules
+    explicit Key() = default;
+    friend class OVNTimeZone;
+  };
 
  public:
   //! Fixed offsets further than this from GMT are refused.
   static constexpr std::int64_t maximumSecondsFromGMT = 18 * 3600;
 
-  OVNTimeZone();
+  OVNTimeZone(Key, std::string name, std::shared_ptr<const ovn::detail::OVNICUTimeZone> zone);
   ~OVNTimeZone() override;
 
   //! Null for names ICU does not know (and for empty or malformed names).
@@ -77,7 +81,6 @@ class OVN_EXPORT OVNTimeZone : public OVNObject {
 
  private:
   friend class ovn::detail::OVNICUTimeZone;
-  static std::shared_ptr<OVNTimeZone> make(std::string name, std::shared_ptr<const ovn::detail::OVNICUTimeZone> zone);
 
   std::string name_;
   std::shared_ptr<const ovn::detail::OVNICUTimeZone> zone_;
