@@ -6,8 +6,8 @@
 #   the other Platform/ folders       include only Platform/
 #   Categories/, Logging/, KVO/       include only Platform/ (and their own folder)
 #   Networking/, PropertyMapper/, Cache/  never include the API-client files at the top
-# and each third-party library's headers appear only in the files of its one platform
-# folder. Every folder may include the generated OvrinCoreExport.h.
+# and each third-party library's headers appear only in the files of its platform folders
+# (ICU serves both text and time). Every folder may include the generated OvrinCoreExport.h.
 set -u
 root=${1:-$(dirname "$0")/../Source}
 status=0
@@ -58,9 +58,10 @@ for folder in Networking PropertyMapper Cache; do
   check "$folder" '^(Platform|Categories|Logging|KVO|Networking|PropertyMapper|Cache)/|^OvrinCoreVersion\.h$'
 done
 
-# Third-party headers: each library in the files of one platform folder only.
+# Third-party headers: each library in the files of its platform folders only (several
+# folders separated by "|").
 third_party=(
-  '^unicode/'       Platform/Text
+  '^unicode/'       'Platform/Text|Platform/Time'
   '^asio'           Platform/Dispatch
   '^simdjson'       Platform/Serialization
   '^plist/'         Platform/Serialization
@@ -75,10 +76,14 @@ third_party=(
 )
 all_system_includes=$(includes '<' '>' "$root")
 for ((i = 0; i < ${#third_party[@]}; i += 2)); do
-  found=$(awk -F'\t' -v pattern="${third_party[i]}" -v home="$root/${third_party[i + 1]}/" -v root="$root/" \
-    '$2 ~ pattern && index($1, home) != 1 { sub(root, "", $1); print $1 " includes <" $2 ">" }' <<<"$all_system_includes")
+  found=$(awk -F'\t' -v pattern="${third_party[i]}" -v homes="${third_party[i + 1]}" -v root="$root/" '
+    $2 ~ pattern {
+      n = split(homes, home, "|"); inside = 0
+      for (h = 1; h <= n; h++) if (index($1, root home[h] "/") == 1) inside = 1
+      if (!inside) { sub(root, "", $1); print $1 " includes <" $2 ">" }
+    }' <<<"$all_system_includes")
   if [ -n "$found" ]; then
-    sed "s|^|layering: |; s|\$|, allowed only in ${third_party[i + 1]}/|" <<<"$found"
+    sed "s|^|layering: |; s|\$|, allowed only in ${third_party[i + 1]//|//, }/|" <<<"$found"
     status=1
   fi
 done

@@ -10,7 +10,7 @@ namespace {
 class OVNLocaleTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LC_TIME", "LANG"}) {
       const char* value = std::getenv(name);
       saved[name] = value ? std::optional<std::string>(value) : std::nullopt;
       ::unsetenv(name);
@@ -24,6 +24,7 @@ class OVNLocaleTest : public ::testing::Test {
         ::unsetenv(name.c_str());
     }
     OVNLocale::setPreferredLanguages({});
+    OVNLocale::setCurrentLocale(nullptr);
   }
   std::map<std::string, std::optional<std::string>> saved;
 };
@@ -60,6 +61,43 @@ TEST_F(OVNLocaleTest, CodeOverridesTheEnvironment) {
   EXPECT_EQ(OVNLocale::preferredLanguages(), (std::vector<std::string>{"ja", "en"}));
   OVNLocale::setPreferredLanguages({});
   EXPECT_EQ(OVNLocale::preferredLanguages(), std::vector<std::string>{"de-DE"});
+}
+
+TEST_F(OVNLocaleTest, IdentifiersAreCanonical) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"de-DE", "de_DE"}, {"en_us", "en_US"}, {"en_US_POSIX", "en_US_POSIX"}, {"zh-Hant-TW", "zh_Hant_TW"}, {"", ""}};
+  for (const auto& [identifier, canonical] : cases) {
+    EXPECT_EQ(OVNLocale::localeWithLocaleIdentifier(identifier)->localeIdentifier(), canonical) << identifier;
+  }
+  auto german = OVNLocale::localeWithLocaleIdentifier("de_DE");
+  EXPECT_TRUE(german->isEqual(*OVNLocale::localeWithLocaleIdentifier("de-DE")));
+  EXPECT_EQ(german->hash(), OVNLocale::localeWithLocaleIdentifier("de-DE")->hash());
+  EXPECT_FALSE(german->isEqual(*OVNLocale::systemLocale()));
+  EXPECT_EQ(OVNLocale::systemLocale()->localeIdentifier(), "en_US_POSIX");
+  EXPECT_TRUE(german->description().ends_with(" de_DE"));
+}
+
+TEST_F(OVNLocaleTest, CurrentLocaleFollowsTheTimeVariables) {
+  struct Case {
+    const char *lcAll, *lcTime, *lang, *identifier;
+  };
+  const Case cases[] = {{nullptr, nullptr, nullptr, "en_US_POSIX"},
+                        {nullptr, nullptr, "de_DE.UTF-8", "de_DE"},
+                        {nullptr, "fr_FR@euro", "de_DE.UTF-8", "fr_FR"},
+                        {"", "", "de_DE", "de_DE"},
+                        {"C.UTF-8", "fr_FR", "de_DE", "en_US_POSIX"},
+                        {"POSIX", nullptr, nullptr, "en_US_POSIX"},
+                        {"pt_BR", "fr_FR", "de_DE", "pt_BR"}};
+  for (const auto& c : cases) {
+    const std::pair<const char*, const char*> variables[] = {
+        {"LC_ALL", c.lcAll}, {"LC_TIME", c.lcTime}, {"LANG", c.lang}};
+    for (const auto& [name, value] : variables) value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    EXPECT_EQ(OVNLocale::currentLocale()->localeIdentifier(), c.identifier);
+  }
+  OVNLocale::setCurrentLocale(OVNLocale::localeWithLocaleIdentifier("ja_JP"));
+  EXPECT_EQ(OVNLocale::currentLocale()->localeIdentifier(), "ja_JP");
+  OVNLocale::setCurrentLocale(nullptr);
+  EXPECT_EQ(OVNLocale::currentLocale()->localeIdentifier(), "pt_BR");
 }
 
 }  // namespace

@@ -1,12 +1,21 @@
 #include "Platform/Text/OVNLocale.h"
 
+#include <unicode/locid.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 
+#include "Platform/Objects/OVNProperties.h"
+#include "Platform/Values/OVNFormat.h"
+
+OVN_PROPERTIES(OVNLocale, localeIdentifier)
+
 namespace {
-std::mutex overrideLock;
+std::mutex overrideLock;  // guards both overrides below
 std::vector<std::string> languagesOverride;
+std::shared_ptr<OVNLocale> currentLocaleOverride;
 
 std::string_view environmentValue(const char* name) {
   const char* value = std::getenv(name);
@@ -16,7 +25,57 @@ std::string_view environmentValue(const char* name) {
 void appendUnique(std::vector<std::string>& list, std::string tag) {
   if (std::find(list.begin(), list.end(), tag) == list.end()) list.push_back(std::move(tag));
 }
+
+std::string canonicalIdentifier(std::string_view identifier) {
+  const std::string text(identifier);
+  const icu::Locale locale = icu::Locale::createCanonical(text.c_str());
+  // A bogus locale (an identifier ICU cannot even tokenise) keeps its text: it formats
+  // as the root locale either way.
+  return locale.isBogus() ? text : std::string(locale.getName());
+}
 }  // namespace
+
+std::shared_ptr<OVNLocale> OVNLocale::localeWithLocaleIdentifier(std::string_view identifier) {
+  auto locale = OVNMake<OVNLocale>();
+  locale->identifier_ = canonicalIdentifier(identifier);
+  return locale;
+}
+
+std::string OVNLocale::localeIdentifierFromEnvironment() {
+  // POSIX precedence: the first variable that is set and non-empty decides, even "C".
+  for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"}) {
+    std::string_view name = environmentValue(variable);
+    if (name.empty()) continue;
+    name = name.substr(0, name.find_first_of(".@"));
+    if (name.empty() || name == "C" || name == "POSIX") break;
+    return canonicalIdentifier(name);
+  }
+  return std::string(posixIdentifier);
+}
+
+std::shared_ptr<OVNLocale> OVNLocale::currentLocale() {
+  {
+    std::lock_guard guard(overrideLock);
+    if (currentLocaleOverride) return currentLocaleOverride;
+  }
+  return localeWithLocaleIdentifier(localeIdentifierFromEnvironment());
+}
+
+void OVNLocale::setCurrentLocale(std::shared_ptr<OVNLocale> locale) {
+  std::lock_guard guard(overrideLock);
+  currentLocaleOverride = std::move(locale);
+}
+
+std::shared_ptr<OVNLocale> OVNLocale::systemLocale() { return localeWithLocaleIdentifier(posixIdentifier); }
+
+std::string OVNLocale::description() const { return OVNObject::description() + " " + identifier_; }
+
+bool OVNLocale::isEqual(const OVNObject& other) const {
+  const auto* locale = dynamic_cast<const OVNLocale*>(&other);
+  return locale && locale->identifier_ == identifier_;
+}
+
+std::size_t OVNLocale::hash() const { return std::hash<std::string>{}(identifier_); }
 
 std::optional<std::string> OVNLocale::languageTagFromLocaleName(std::string_view name) {
   // Drop the codeset (".UTF-8") and modifier ("@euro").
