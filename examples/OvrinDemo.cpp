@@ -1,11 +1,14 @@
 // OvrinCore demonstration: a service reply mapped into the worked model set off the main
 // thread, the objects described, serialized back and archived, a mapped object watched
 // through an observation controller, the logger writing its file, and one real HTTP call to
-// a server on the loopback interface through the session manager.
+// a server on the loopback interface through the session manager, asked twice: the second
+// answer comes from the library's HTTP response cache.
 #include <httplib.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -18,6 +21,7 @@
 #include "Networking/OVNRequestMetrics.h"
 #include "Networking/OVNResponse.h"
 #include "Networking/OVNResponseResult.h"
+#include "Networking/OVNURLCache.h"
 #include "Networking/OVNURLSessionManager.h"
 #include "OVNApiResponse.h"
 #include "OVNPropertyMappingOperation.h"
@@ -26,6 +30,7 @@
 #include "Platform/Dispatch/OVNDispatchQueue.h"
 #include "Platform/Dispatch/OVNOperationQueue.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Network/OVNHTTPCache.h"
 #include "Platform/Network/OVNHTTPURLResponse.h"
 #include "Platform/Network/OVNURLSessionConfiguration.h"
 #include "Platform/Objects/OVNClass.h"
@@ -76,25 +81,50 @@ void describe(const OVNArrayRef& observations) {
   }
 }
 
+// Now, as an HTTP "Date" field says it.
+std::string httpDateNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  char text[40];
+  std::strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", &parts);
+  return text;
+}
+
 // Serves the sample reply on 127.0.0.1 (an ephemeral port) and fetches it through a session
-// manager with the JSON serializer: the request, the HTTP response and the timings.
+// manager with the JSON serializer: the request, the HTTP response and the timings. Then
+// asks again: the reply was fresh for 60 seconds, so the library's cache answers.
 bool fetchFromLoopbackServer() {
   httplib::Server server;
-  server.Get("/observations/closest", [](const httplib::Request& request, httplib::Response& reply) {
+  std::atomic<int> served{0};
+  server.Get("/observations/closest", [&](const httplib::Request& request, httplib::Response& reply) {
+    ++served;
     reply.set_header("Cache-Control", "max-age=60");
+    reply.set_header("Date", httpDateNow());
     reply.set_content(kSampleReply, "application/json; charset=utf-8");
   });
   const int port = server.bind_to_any_port("127.0.0.1");
   std::thread serving([&] { server.listen_after_bind(); });
   while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 
+  // What API clients will do: the library's cache becomes the process-wide one.
+  OVNHTTPCache::setSharedURLCache(OVNURLCache::sharedCache()->cache());
   auto manager = OVNURLSessionManager::initWithConfiguration(OVNURLSessionConfiguration::defaultSessionConfiguration());
   auto parameters = OVNDictionary::make({{"p", "40.7,-74.0"}, {"limit", 1}});
-  auto request = manager->requestWithMethod(
-      OVNRequestMethodGET, "http://127.0.0.1:" + std::to_string(port) + "/observations/closest", parameters);
+  const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/observations/closest";
+  auto get = [&] {
+    std::shared_ptr<OVNResponse> response;
+    manager->requestWithMethod(OVNRequestMethodGET, url, parameters)
+        ->responseAsJSON(nullptr, 0, [&](const std::shared_ptr<OVNResponse>& received) { response = received; });
+    OVNRunLoop::main().runUntil([&] { return response != nullptr; }, 10.0);
+    return response;
+  };
+  auto request = manager->requestWithMethod(OVNRequestMethodGET, url, parameters);
   std::shared_ptr<OVNResponse> response;
   request->responseAsJSON(nullptr, 0, [&](const std::shared_ptr<OVNResponse>& received) { response = received; });
   OVNRunLoop::main().runUntil([&] { return response != nullptr; }, 10.0);
+  auto again = get();
+  const double age = OVNURLCache::sharedCache()->cachedResponseAgeForRequest(request->request());
   server.stop();
   serving.join();
   if (!response || !response->response()) {
@@ -110,7 +140,11 @@ bool fetchFromLoopbackServer() {
   std::printf("  metrics:  latency %.2f ms, request %.2f ms, serialization %.2f ms, total %.2f ms\n",
               metrics.latency() * 1e3, metrics.requestDuration() * 1e3, metrics.serializationDuration() * 1e3,
               metrics.totalDuration() * 1e3);
-  return response->response()->statusCode() == 200 && response->result()->value().isDictionary();
+  const bool cached = again && again->data() && again->data()->bytes() == response->data()->bytes() && served == 1;
+  std::printf("  again:    %s; the server was asked %d time(s); the reply is %.0f s old, %llu bytes in memory\n",
+              cached ? "the same reply, from the response cache" : "NOT answered from the cache", served.load(), age,
+              static_cast<unsigned long long>(OVNURLCache::sharedCache()->cache()->currentMemoryUsage()));
+  return response->response()->statusCode() == 200 && response->result()->value().isDictionary() && cached;
 }
 
 }  // namespace
@@ -122,6 +156,7 @@ int main() {
   std::filesystem::remove_all(scratch);
   std::filesystem::create_directories(scratch);
   OVNFileManager::setDocumentationDirectory(scratch.string());
+  OVNFileManager::setCachesDirectory(scratch.string());
 
   std::printf("1. The worked model classes, declared in C++, as the mapper sees them\n");
   for (const auto& property : Observation::classObject().properties()) {
@@ -193,7 +228,7 @@ int main() {
       std::fclose(file);
     }
   }
-  std::printf("\n7. One real HTTP call to a loopback server\n");
+  std::printf("\n7. A real HTTP call to a loopback server, and the same call again\n");
   const bool fetched = fetchFromLoopbackServer();
   return done && written && restored && fetched ? 0 : 1;
 }
