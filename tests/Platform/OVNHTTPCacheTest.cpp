@@ -107,6 +107,19 @@ TEST_F(OVNHTTPCacheTest, StoresReplacesAndRemovesInEachLayer) {
     cache->removeCachedResponseForRequest(*request(url(1)));
     EXPECT_EQ(bodyFor(*cache, url(1)), std::nullopt);
     EXPECT_EQ(bodyFor(*cache, url(2)), "two");
+    // A refresh (new fields, the same body) keeps the body file and the running total true.
+    const auto bodyFiles = layer.onDisk ? filesEndingWith(path, ".body") : std::vector<std::string>{};
+    cache->storeCachedResponse(response(url(2), "two", {{"X-Refreshed", "yes"}}), *request(url(2)));
+    if (layer.onDisk) {
+      auto reopened = open(0, kLarge);
+      auto found = reopened->cachedResponseForRequest(*request(url(2)));
+      ASSERT_TRUE(found);
+      EXPECT_EQ(
+          std::dynamic_pointer_cast<OVNHTTPURLResponse>(found->response())->valueForHTTPHeaderField("X-Refreshed"),
+          "yes");
+      EXPECT_EQ(filesEndingWith(path, ".body"), bodyFiles);
+      EXPECT_EQ(reopened->currentDiskUsage(), cache->currentDiskUsage());
+    }
     cache->removeAllCachedResponses();
     EXPECT_EQ(bodyFor(*cache, url(2)), std::nullopt);
     EXPECT_EQ(cache->currentMemoryUsage() + cache->currentDiskUsage(), 0u);

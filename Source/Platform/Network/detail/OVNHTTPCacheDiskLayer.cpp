@@ -44,6 +44,7 @@ constexpr const char* kSelectEntry =
 enum EntryColumn { kVary, kMetadata, kRequestDate, kResponseDate, kStoredDate, kBodyFile, kBodyLength, kBodySHA256 };
 
 constexpr const char* kSelectFootprint = "SELECT key, body_file, size FROM entries WHERE key = ?1";
+constexpr const char* kSelectBody = "SELECT body_file, body_length, body_sha256 FROM entries WHERE key = ?1";
 constexpr const char* kSelectLeastRecentlyUsed =
     "SELECT key, body_file, size FROM entries ORDER BY access_order LIMIT 1";
 constexpr const char* kSelectStoredSince = "SELECT key, body_file, size FROM entries WHERE stored_date >= ?1";
@@ -284,7 +285,9 @@ void OVNHTTPCacheDiskLayer::store(const OVNHTTPCacheItem& item) {
     return;
   }
   int error = 0;
-  std::optional<std::string> bodyFile = bodies_.write(item.entry.cachedResponse->data()->view(), &error);
+  std::optional<std::string> bodyFile = unchangedBodyFile(item.key, *record);
+  const bool bodyWritten = !bodyFile;
+  if (bodyWritten) bodyFile = bodies_.write(item.entry.cachedResponse->data()->view(), &error);
   if (!bodyFile) {
     logOnce(Problem::write, "cannot write a body in " + directory_ + " (" + errorText(error) +
                                 "); responses are not kept on disk while this lasts");
@@ -293,11 +296,15 @@ void OVNHTTPCacheDiskLayer::store(const OVNHTTPCacheItem& item) {
   }
   std::optional<Footprint> replaced;
   if (!insert(item.key, *record, *bodyFile, &replaced)) {
-    bodies_.remove(*bodyFile);
+    if (bodyWritten) bodies_.remove(*bodyFile);
     databaseFailed("store");
     return;
   }
-  if (replaced) forget(*replaced);
+  if (replaced && replaced->bodyFile == *bodyFile) {
+    usage_ -= std::min(usage_, replaced->size);  // the same file serves the new row
+  } else if (replaced) {
+    forget(*replaced);
+  }
   usage_ += record->size;
   evictLocked();
 }
@@ -317,6 +324,19 @@ bool OVNHTTPCacheDiskLayer::insert(const std::string& key, const Record& record,
   if (inserted && database_->executeScript("COMMIT")) return true;
   database_->rollback();
   return false;
+}
+
+std::optional<std::string> OVNHTTPCacheDiskLayer::unchangedBodyFile(const std::string& key, const Record& record) {
+  std::vector<Database::Row> rows;
+  if (!database_->run(kSelectBody, {std::string_view(key)}, &rows) || rows.empty()) return std::nullopt;
+  const std::string* file = Database::bytes(rows.front()[0]);
+  const std::string* checksum = Database::bytes(rows.front()[2]);
+  const auto length = Database::integer(rows.front()[1]);
+  if (!file || !checksum || !length || *checksum != record.sha256 ||
+      static_cast<std::uint64_t>(*length) != record.bodyLength) {
+    return std::nullopt;
+  }
+  return *file;
 }
 
 std::optional<OVNHTTPCacheDiskLayer::Footprint> OVNHTTPCacheDiskLayer::footprintOf(const std::string& key) {

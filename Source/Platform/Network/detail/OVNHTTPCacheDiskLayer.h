@@ -75,6 +75,9 @@ class OVNHTTPCacheDiskLayer {
   bool insert(const std::string& key, const Record& record, const std::string& bodyFile,
               std::optional<Footprint>* replaced);
   std::optional<Footprint> footprintOf(const std::string& key);
+  //! The body file of the key's entry when it holds exactly the record's body (a refresh
+  //! after a 304 changes only the fields), so that it need not be written again.
+  std::optional<std::string> unchangedBodyFile(const std::string& key, const Record& record);
   static Footprint footprintFromRow(const OVNSQLiteDatabase::Row& row);
   void removeLocked(const std::string& key);
   void evictLocked();
