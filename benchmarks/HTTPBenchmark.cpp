@@ -6,9 +6,10 @@
 // disk with the memory layer emptied, a 304 revalidation and, in the same run, a full
 // network fetch; and how many responses per second the cache stores with its disk layer.
 //
-//   HTTPBenchmark [requests] [manager|cache|hits]   (default 100000 per row; "manager": the
-//                        session manager at 16 in flight only, for profiling; "cache": the
-//                        cache rows only; "hits": memory hits at 16 in flight only, for profiling)
+//   HTTPBenchmark [requests] [manager|cache|hits|revalidations]
+//     default 100000 per row; "manager": the session manager at 16 in flight only, for
+//     profiling; "cache": the cache rows only; "hits", "revalidations": memory hits or 304
+//     revalidations at 16 in flight only, for profiling)
 
 #include <curl/curl.h>
 #include <sys/resource.h>
@@ -242,7 +243,9 @@ void measureStores(const std::string& directory, const std::string& body, int co
       static_cast<double>(cache->currentDiskUsage()) / (1024.0 * 1024.0));
 }
 
-void measureCache(const NginxServer& nginx, const std::string& body, int requests, bool hitsOnly) {
+enum class CacheRows { all, memoryHits, revalidations };
+
+void measureCache(const NginxServer& nginx, const std::string& body, int requests, CacheRows rows) {
   for (const char* folder : {"/cache/fresh", "/cache/check"}) {
     std::filesystem::create_directories(nginx.docRoot() + folder);
     std::ofstream(nginx.docRoot() + folder + "/weather.json") << body;
@@ -252,9 +255,10 @@ void measureCache(const NginxServer& nginx, const std::string& body, int request
   ManagerClient fresh(nginx.httpURL("/cache/fresh/weather.json"), cache);
   ManagerClient revalidated(nginx.httpURL("/cache/check/weather.json"), cache);
   ManagerClient network(nginx.httpURL("/weather.json"), nullptr);
-  if (hitsOnly) {
-    fresh.run(1000, 16);
-    print("fresh hit from memory", 16, fresh.run(requests, 16));
+  if (rows != CacheRows::all) {
+    ManagerClient& client = rows == CacheRows::memoryHits ? fresh : revalidated;
+    client.run(1000, 16);
+    print(rows == CacheRows::memoryHits ? "fresh hit from memory" : "304 revalidation", 16, client.run(requests, 16));
     return;
   }
   std::printf("\nThe same reply through the response cache (1 in flight, then 16)\n\n");
@@ -294,8 +298,10 @@ int main(int argc, char** argv) {
   std::printf("| Client | In flight | Requests/s | p50 ms | p99 ms | CPU us/request | Failures |\n");
   std::printf("|---|---|---|---|---|---|---|\n");
   const std::string mode = argc > 2 ? argv[2] : "";
-  if (mode == "cache" || mode == "hits") {
-    measureCache(nginx, body, requests, mode == "hits");
+  if (mode == "cache" || mode == "hits" || mode == "revalidations") {
+    measureCache(
+        nginx, body, requests,
+        mode == "hits" ? CacheRows::memoryHits : (mode == "revalidations" ? CacheRows::revalidations : CacheRows::all));
     return 0;
   }
   ManagerClient manager(url, nullptr);
@@ -313,6 +319,6 @@ int main(int argc, char** argv) {
   }
   std::printf("\nManager resident memory: %.1f MB after warm-up, %.1f MB after %d more requests\n", residentBefore,
               residentMegabytes(), 2 * requests);
-  measureCache(nginx, body, requests, false);
+  measureCache(nginx, body, requests, CacheRows::all);
   return 0;
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <regex>
 #include <string>
 
 #include "Platform/Network/OVNCachedURLResponse.h"
@@ -36,6 +35,22 @@ constexpr std::array<std::string_view, 7> fieldsKeptOnRefresh = {"content-length
 // Request fields that make a request the application's own conditional or partial one.
 constexpr std::array<std::string_view, 6> conditionalRequestFields = {
     "If-None-Match", "If-Modified-Since", "If-Match", "If-Unmodified-Since", "If-Range", "Range"};
+
+// Longer than any date in one of the three forms, with room for stray white space.
+constexpr std::size_t longestHTTPDate = 64;
+
+// "hh:mm:ss" somewhere in the text.
+bool hasTimeOfDay(std::string_view text) {
+  auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  for (std::size_t at = 0; at + 8 <= text.size(); ++at) {
+    const std::string_view part = text.substr(at, 8);
+    if (digit(part[0]) && digit(part[1]) && part[2] == ':' && digit(part[3]) && digit(part[4]) && part[5] == ':' &&
+        digit(part[6]) && digit(part[7])) {
+      return true;
+    }
+  }
+  return false;
+}
 
 std::string lowercase(std::string_view text) {
   std::string result(text);
@@ -179,10 +194,8 @@ bool OVNHTTPCachePolicy::invalidatesStoredResponse(const OVNURLRequest& request,
 
 std::optional<OVNDate> OVNHTTPCachePolicy::parseHTTPDate(std::optional<std::string_view> text) {
   // libcurl reads every form HTTP allows, and more; a date without a time of day is not one.
-  static const std::regex timeOfDay("[0-9]{2}:[0-9]{2}:[0-9]{2}");
-  if (!text || text->size() > 64) return std::nullopt;
+  if (!text || text->size() > longestHTTPDate || !hasTimeOfDay(*text)) return std::nullopt;
   const std::string value(*text);
-  if (!std::regex_search(value, timeOfDay)) return std::nullopt;
   const time_t seconds = curl_getdate(value.c_str(), nullptr);
   if (seconds == -1) return std::nullopt;
   return OVNDate::dateWithTimeIntervalSince1970(static_cast<double>(seconds));
