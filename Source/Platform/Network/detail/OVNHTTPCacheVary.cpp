@@ -84,7 +84,9 @@ std::optional<OVNHTTPCacheVary> OVNHTTPCacheVary::fromPropertyList(const OVNValu
   OVNHTTPCacheVary vary;
   for (const OVNValue& member : *entries) {
     OVNDictionaryRef entry = member.dictionary();
-    const std::string* name = entry ? entry->objectForKey(kNameKey).string() : nullptr;
+    if (!entry) return std::nullopt;
+    const OVNValue nameValue = entry->objectForKey(kNameKey);  // kept: the text lives inside it
+    const std::string* name = nameValue.string();
     if (!name) return std::nullopt;
     OVNValue value = entry->objectForKey(kValueKey);
     if (value.isPresent() && !value.string()) return std::nullopt;

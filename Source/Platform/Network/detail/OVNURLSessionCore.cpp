@@ -444,15 +444,16 @@ void OVNURLSessionCore::receivedNetworkResponse(const RecordRef& record, std::sh
 
 bool OVNURLSessionCore::answerFromRevalidatedEntry(const RecordRef& record, const OVNHTTPURLResponse& notModified) {
   auto& exchange = record->exchange;
-  const auto& stored = *exchange.revalidating->cachedResponse;
-  auto storedResponse = std::static_pointer_cast<OVNHTTPURLResponse>(stored.response());
+  // Held here: once the refreshed entry is stored, the cache lets go of the old one.
+  const std::shared_ptr<OVNCachedURLResponse> stored = exchange.revalidating->cachedResponse;
+  auto storedResponse = std::static_pointer_cast<OVNHTTPURLResponse>(stored->response());
   // A 304 to the validators sent, which are the entry's, confirms the entry, whatever tag it
   // names itself: servers compare weakly, and nginx's compressed replies carry a weak tag
   // while its 304s carry the strong one.
   if (notModified.statusCode() != 304) return false;
   auto refreshed = OVNHTTPCachePolicy::refreshedResponse(*storedResponse, notModified);
-  OVNHTTPCache::Entry entry{OVNCachedURLResponse::cachedResponseWithResponse(refreshed, stored.data(),
-                                                                             stored.userInfo(), stored.storagePolicy()),
+  OVNHTTPCache::Entry entry{OVNCachedURLResponse::cachedResponseWithResponse(
+                                refreshed, stored->data(), stored->userInfo(), stored->storagePolicy()),
                             exchange.requestDate, exchange.responseDate};
   exchange.revalidating.reset();
   exchange.ignoreNetworkBody = true;
@@ -462,7 +463,7 @@ bool OVNURLSessionCore::answerFromRevalidatedEntry(const RecordRef& record, cons
     return true;
   });
   receivedResponse(record, std::move(refreshed));
-  const auto& body = stored.data()->bytes();
+  const auto& body = stored->data()->bytes();
   if (!body.empty()) receivedBody(record, reinterpret_cast<const char*>(body.data()), body.size());
   return true;
 }
