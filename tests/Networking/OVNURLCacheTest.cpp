@@ -2,6 +2,7 @@
 #include <stb/stb_image_write.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,14 +39,15 @@ std::string png() {
 
 // The caches directory and the locale, set for the life of a fixture.
 struct Surroundings {
-  Surroundings() {
+  Surroundings() : previousCaches(OVNFileManager::cachesDirectory()) {
     OVNFileManager::setCachesDirectory(directory.path());
     OVNLocale::setCurrentLocale(OVNLocale::localeWithLocaleIdentifier("en_US_POSIX"));
   }
   ~Surroundings() {
     OVNLocale::setCurrentLocale(nullptr);
-    OVNFileManager::setCachesDirectory(std::nullopt);
+    OVNFileManager::setCachesDirectory(previousCaches);
   }
+  std::optional<std::string> previousCaches;
   TemporaryDirectory directory{"ovrin-urlcache"};
 };
 

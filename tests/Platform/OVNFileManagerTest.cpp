@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNFileManager.h"
@@ -13,6 +14,8 @@ namespace {
 class OVNFileManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    savedCaches = OVNFileManager::cachesDirectory();
+    OVNFileManager::setCachesDirectory(std::nullopt);  // these tests read the defaults
     for (const char* name : {"HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
       if (const char* value = std::getenv(name)) saved[name] = value;
     }
@@ -24,10 +27,11 @@ class OVNFileManagerTest : public ::testing::Test {
       else
         ::unsetenv(name);
     }
-    OVNFileManager::setCachesDirectory(std::nullopt);
+    OVNFileManager::setCachesDirectory(savedCaches);  // the test program's own
     OVNFileManager::setDocumentationDirectory(std::nullopt);
     OVNBundle::mainBundle()->setInfoDictionary(nullptr);
   }
+  std::optional<std::string> savedCaches;
 
   // Sets, or with null clears, a variable; TearDown restores it.
   static void set(const char* name, const char* value) {

@@ -323,8 +323,10 @@ TEST_F(OVNHTTPCacheTest, WithoutAUsableDirectoryTheCacheWorksInMemory) {
   const Case cases[] = {{temporary.path() + "/file/cache", "cannot create the directory " + temporary.path() + "/file"},
                         {path, "cannot use the cache index " + path + "/index.sqlite"},
                         {"URLCache", "no caches directory to hold URLCache", false}};
+  const auto previousCaches = OVNFileManager::cachesDirectory();
   for (const Case& row : cases) {
     SCOPED_TRACE(row.directory);
+    if (!row.cachesDirectoryKnown) OVNFileManager::setCachesDirectory(std::nullopt);
     std::map<std::string, std::optional<std::string>> saved;
     for (const char* name : {"HOME", "XDG_CACHE_HOME"}) {
       saved[name] = std::getenv(name) ? std::optional<std::string>(std::getenv(name)) : std::nullopt;
@@ -334,6 +336,7 @@ TEST_F(OVNHTTPCacheTest, WithoutAUsableDirectoryTheCacheWorksInMemory) {
     auto cache = OVNHTTPCache::cacheWithMemoryCapacity(kLarge, kLarge, row.directory);
     for (const auto& [name, value] : saved)
       value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
+    OVNFileManager::setCachesDirectory(previousCaches);
     cache->storeCachedResponse(response(url(1), "body"), *request(url(1)));
     cache->storeCachedResponse(response(url(2), "body"), *request(url(2)));
     EXPECT_EQ(bodyFor(*cache, url(1)), "body");
@@ -344,6 +347,8 @@ TEST_F(OVNHTTPCacheTest, WithoutAUsableDirectoryTheCacheWorksInMemory) {
 }
 
 TEST_F(OVNHTTPCacheTest, TheSharedCacheLivesInTheCachesDirectoryUntilReplaced) {
+  const auto previousCaches = OVNFileManager::cachesDirectory();
+  const auto previousShared = OVNHTTPCache::sharedURLCache();
   OVNFileManager::setCachesDirectory(temporary.path());
   OVNHTTPCache::setSharedURLCache(nullptr);
   auto shared = OVNHTTPCache::sharedURLCache();
@@ -355,8 +360,8 @@ TEST_F(OVNHTTPCacheTest, TheSharedCacheLivesInTheCachesDirectoryUntilReplaced) {
   EXPECT_EQ(OVNHTTPCache::sharedURLCache(), own);
   OVNHTTPCache::setSharedURLCache(nullptr);
   EXPECT_NE(OVNHTTPCache::sharedURLCache(), own);
-  OVNHTTPCache::setSharedURLCache(nullptr);
-  OVNFileManager::setCachesDirectory(std::nullopt);
+  OVNHTTPCache::setSharedURLCache(previousShared);
+  OVNFileManager::setCachesDirectory(previousCaches);
 }
 
 // Runs `body` in a child process and gives its exit status; the child only runs cache code.
