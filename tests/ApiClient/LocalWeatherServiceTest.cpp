@@ -9,6 +9,7 @@
 #include <numbers>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "LocalWeatherService.h"
@@ -291,6 +292,22 @@ TEST_F(LocalWeatherServiceTest, StationsRoundTripThroughBracketForms) {
     EXPECT_EQ(errorCodeOf(reply), "object_not_exists");
     EXPECT_EQ(reply["error"]["description"], "The requested object does not exist.");
   }
+}
+
+TEST_F(LocalWeatherServiceTest, StationsCreatedConcurrentlyGetDistinctIds) {
+  constexpr int kThreads = 4;
+  constexpr int kStationsEach = 5;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([this] {
+      httplib::Client client("127.0.0.1", service_.port());
+      for (int i = 0; i < kStationsEach; ++i) client.Put("/stations", kCredentials, kFormType);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<std::string> ids;
+  for (const Json& station : objects("/stations", "limit=100")) ids.insert(station["id"].get<std::string>());
+  EXPECT_EQ(ids.size(), static_cast<std::size_t>(kThreads * kStationsEach));
 }
 
 struct FaultCase {
