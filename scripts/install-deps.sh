@@ -20,7 +20,7 @@ packages=(
   nginx openssl               # tests and benchmarks: TLS, HTTP/2, gzip and keep-alive peer; test certificates
   libgtest-dev libgmock-dev   # unit tests
   libbenchmark-dev            # benchmarks/
-  nlohmann-json3-dev          # benchmarks/ only: a mapping anchor (header-only)
+  nlohmann-json3-dev          # benchmarks/ (a mapping anchor) and the local weather service's replies (header-only)
   clang-format
   clang libclang-rt-14-dev    # fuzz/ (libFuzzer)
 )
