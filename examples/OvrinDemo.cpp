@@ -1,5 +1,6 @@
-// OvrinCore demonstration: a service reply mapped into the worked model set off the main
-// thread, the objects described, serialized back and archived, a mapped object watched
+// OvrinCore demonstration: first the library's main job (typed objects fetched from a local
+// weather service through a client and its endpoints), then a service reply mapped into the
+// worked model set off the main thread, the objects described, serialized back and archived, a mapped object watched
 // through an observation controller, the logger writing its file, and one real HTTP call to
 // a server on the loopback interface through the session manager, asked twice: the second
 // answer comes from the library's HTTP response cache.
@@ -15,6 +16,7 @@
 #include <thread>
 
 #include "Categories/NSObject+OvrinCore.h"
+#include "DemoMainJob.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
 #include "Networking/OVNRequest.h"
@@ -158,12 +160,15 @@ int main() {
   OVNFileManager::setDocumentationDirectory(scratch.string());
   OVNFileManager::setCachesDirectory(scratch.string());
 
-  std::printf("1. The worked model classes, declared in C++, as the mapper sees them\n");
+  std::printf("1. The library's main job: typed objects from the weather service\n");
+  const bool mainJob = demonstrateMainJob();
+
+  std::printf("\n2. The worked model classes, declared in C++, as the mapper sees them\n");
   for (const auto& property : Observation::classObject().properties()) {
     std::printf("  %-14s %s\n", property.name().c_str(), property.attributes().c_str());
   }
 
-  std::printf("\n2. A reply mapped off the main thread, delivered on the main queue\n");
+  std::printf("\n3. A reply mapped off the main thread, delivered on the main queue\n");
   auto mapper = makeWeatherMapper();
   if (!mapper) {
     std::printf("  the model tables did not register\n");
@@ -184,20 +189,20 @@ int main() {
   describe(observations);
   auto first = observations->at(0).objectAs<Observation>();
 
-  std::printf("\n3. Back to JSON (missing values as null)\n");
+  std::printf("\n4. Back to JSON (missing values as null)\n");
   auto serialized = mapper->serializeObject(first, OVNPropertyMapper::SerializeMissingAsNull);
   auto text =
       OVNJSONSerialization::dataWithJSONObject(serialized, OVNJSONWritingPrettyPrinted | OVNJSONWritingSortedKeys);
   std::printf("%s\n", text ? std::string(text->bytes().begin(), text->bytes().end()).c_str() : "(not serializable)");
 
-  std::printf("\n4. Archived to a file and read back\n");
+  std::printf("\n5. Archived to a file and read back\n");
   const std::string archivePath = (scratch / "KAUS.archive").string();
   const bool written = ovn_writeToFile(*first, archivePath, true);
   auto restored = ovn_objectWithContentsOfFile(archivePath).objectAs<Observation>();
   std::printf("  written: %s, restored: %s\n", written ? "yes" : "no",
               restored ? ovn_autoDescription(*restored).c_str() : "(nothing)");
 
-  std::printf("\n5. Watching a mapped object through a controller\n");
+  std::printf("\n6. Watching a mapped object through a controller\n");
   auto screen = OVNMake<OVNObject>();  // stands for the view that shows the observation
   auto kvo = OVNKVOController::controllerWithObserver(*screen);
   int updates = 0;
@@ -215,7 +220,7 @@ int main() {
   const bool done = OVNRunLoop::main().runUntil([&] { return updates >= 1; }, 5.0);
   kvo.reset();
 
-  std::printf("\n6. The logger and its file\n");
+  std::printf("\n7. The logger and its file\n");
   OVNLogger::setLoggingLevel(2);
   OVNLogger::enableLogToFile();
   OVNLogger::log(2, "mapped %lu observations", static_cast<unsigned long>(observations->count()));
@@ -228,7 +233,7 @@ int main() {
       std::fclose(file);
     }
   }
-  std::printf("\n7. A real HTTP call to a loopback server, and the same call again\n");
+  std::printf("\n8. A real HTTP call to a loopback server, and the same call again\n");
   const bool fetched = fetchFromLoopbackServer();
-  return done && written && restored && fetched ? 0 : 1;
+  return mainJob && done && written && restored && fetched ? 0 : 1;
 }

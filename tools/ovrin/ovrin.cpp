@@ -1,0 +1,285 @@
+// ovrin: a command-line client of the weather service, built on OvrinCore.
+//
+//   ovrin get PATH [--param k=v ...] [--base-url URL] [--client-id ID --client-secret SECRET]
+//                  [--map observations|forecasts|places [--json]]
+//
+// Without --base-url it starts the local weather service in this process and asks it, so it
+// works on a machine with nothing else running. Credentials come from the options, else from
+// OVRIN_CLIENT_ID / OVRIN_CLIENT_SECRET, else (for the local service) its own.
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LocalWeatherService.h"
+#include "OVNApiClient.h"
+#include "OVNApiEndpoint.h"
+#include "OVNApiResponse.h"
+#include "Observation.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Network/OVNURL.h"
+#include "Platform/Network/OVNURLError.h"
+#include "Platform/Objects/OVNError.h"
+#include "Platform/Objects/OVNProperties.h"
+#include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+#include "PropertyMapper/OVNPropertyMapper.h"
+#include "WeatherMappings.h"
+
+namespace {
+
+// Exit statuses, one per kind of failure a script may want to tell apart.
+enum ExitStatus : int {
+  exitSuccess = 0,
+  exitUsage = 1,
+  exitBadURL = 2,
+  exitUnreachable = 3,
+  exitServiceError = 4,
+  exitMalformedReply = 5,
+};
+
+constexpr double replyTimeoutSeconds = 60.0;
+
+constexpr const char* usageText = R"(usage: ovrin get PATH [options]
+
+Sends GET PATH (relative to the base URL) to the weather service and prints the reply's
+envelope as JSON, or, with --map, the typed objects the reply maps into.
+
+options:
+  --param KEY=VALUE        a request parameter; repeat for more (an "action" parameter
+                           becomes a path segment: --param action=closest)
+  --base-url URL           the service's base URL (http or https); without it, a local
+                           weather service is started in this process and asked instead
+  --client-id ID           the client ID (else $OVRIN_CLIENT_ID)
+  --client-secret SECRET   the client secret (else $OVRIN_CLIENT_SECRET)
+  --map FAMILY             map the reply: observations, forecasts or places; print a table
+  --json                   with --map, print the mapped objects as JSON instead
+  --help                   this text
+
+exit status: 0 success, 1 bad usage, 2 bad URL, 3 host unreachable or other transport
+failure, 4 the service answered with an error, 5 the reply was not the service's JSON.
+
+examples:
+  ovrin get observations/austin,tx
+  ovrin get observations --param action=closest --param p=40.7,-74.0 --param limit=3 --map observations
+  ovrin get forecasts/paris,fr --map forecasts --json
+)";
+
+struct Options {
+  std::string path;
+  OVNDictionaryRef parameters = OVNDictionary::make();
+  std::optional<std::string> baseURL;
+  std::optional<std::string> clientID;
+  std::optional<std::string> clientSecret;
+  std::optional<std::string> family;
+  bool json = false;
+  bool help = false;
+};
+
+// The command's client: the worked model set in its mapper.
+class CommandClient : public OVNApiClient {
+  OVN_CLASS(CommandClient, OVNApiClient)
+
+ public:
+  void setupMappings() override { (void)registerWeatherMappings(*mapper()); }
+};
+
+// Endpoints of the command go through the one client it made.
+std::shared_ptr<OVNApiClient> commandClient;
+
+class CommandEndpoint : public OVNApiEndpoint {
+  OVN_CLASS(CommandEndpoint, OVNApiEndpoint)
+
+ public:
+  std::shared_ptr<OVNApiClient> sharedClient() const override { return commandClient; }
+};
+
+int fail(ExitStatus status, const std::string& message) {
+  std::fprintf(stderr, "ovrin: %s\n", message.c_str());
+  return status;
+}
+
+std::optional<std::string> environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value && *value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+// Parses the arguments; an error message when they make no sense.
+std::optional<std::string> parseArguments(const std::vector<std::string_view>& arguments, Options& options) {
+  std::size_t at = 0;
+  auto next = [&]() -> std::optional<std::string> {
+    if (at + 1 >= arguments.size()) return std::nullopt;
+    return std::string(arguments[++at]);
+  };
+  std::vector<std::string> positional;
+  for (; at < arguments.size(); ++at) {
+    const std::string_view argument = arguments[at];
+    std::optional<std::string> value;
+    if (argument == "--help" || argument == "-h") {
+      options.help = true;
+    } else if (argument == "--json") {
+      options.json = true;
+    } else if (argument == "--param" || argument == "--base-url" || argument == "--client-id" ||
+               argument == "--client-secret" || argument == "--map") {
+      if (!(value = next())) return std::string(argument) + " needs a value";
+      if (argument == "--param") {
+        const auto equals = value->find('=');
+        if (equals == std::string::npos || equals == 0) return "--param needs KEY=VALUE, not " + *value;
+        options.parameters->set(value->substr(0, equals), value->substr(equals + 1));
+      } else if (argument == "--base-url") {
+        options.baseURL = value;
+      } else if (argument == "--client-id") {
+        options.clientID = value;
+      } else if (argument == "--client-secret") {
+        options.clientSecret = value;
+      } else {
+        options.family = value;
+      }
+    } else if (argument.starts_with("--")) {
+      return "unknown option " + std::string(argument);
+    } else {
+      positional.emplace_back(argument);
+    }
+  }
+  if (options.help) return std::nullopt;
+  if (positional.size() != 2 || positional[0] != "get") return "expected: ovrin get PATH";
+  options.path = positional[1];
+  if (options.family && *options.family != "observations" && *options.family != "forecasts" &&
+      *options.family != "places") {
+    return "--map takes observations, forecasts or places, not " + *options.family;
+  }
+  if (options.json && !options.family) return "--json goes with --map";
+  return std::nullopt;
+}
+
+// The exit status and message for a reply that carries an error.
+int failureFor(const OVNError& error) {
+  const std::string reason = error.localizedDescription();
+  if (error.domain() == OVNURLErrorDomain) {
+    const bool badURL = error.code() == OVNURLErrorBadURL || error.code() == OVNURLErrorUnsupportedURL;
+    return fail(badURL ? exitBadURL : exitUnreachable, (badURL ? "bad URL: " : "cannot reach the service: ") + reason);
+  }
+  if (error.domain() == OVNApiErrorDomain && error.code() == OVNApiErrorCodeInvalidResponse) {
+    return fail(exitMalformedReply, "the reply is not the service's JSON: " + reason);
+  }
+  return fail(exitServiceError, "the service answered with an error (code " + std::to_string(error.code()) +
+                                    "): " + reason);
+}
+
+void printJSON(const OVNValue& value) {
+  auto data = OVNJSONSerialization::dataWithJSONObject(value, OVNJSONWritingPrettyPrinted);
+  std::printf("%s\n", data ? std::string(data->view()).c_str() : "(not representable as JSON)");
+}
+
+int printEnvelope(const std::shared_ptr<OVNApiResponse>& response) {
+  OVNValue error = OVNValue::null();
+  if (const auto& failure = response->error()) {
+    error = OVNDictionary::make({{"code", failure->code()}, {"description", failure->localizedDescription()}});
+  }
+  printJSON(OVNDictionary::make({{"success", response->isSuccessful()},
+                                 {"error", error},
+                                 {"response", response->response().isPresent() ? response->response() : OVNValue::null()}}));
+  return response->error() ? failureFor(*response->error()) : exitSuccess;
+}
+
+std::string placeText(const std::shared_ptr<Place>& place) {
+  if (!place) return "";
+  return place->name + (place->state.empty() ? "" : ", " + place->state) + ", " + place->country;
+}
+
+void printTable(const OVNArrayRef& objects, const std::string& family) {
+  for (const auto& member : *objects) {
+    if (auto place = member.objectAs<Place>()) {
+      std::printf("%-24s %-6s %s\n", place->name.c_str(), place->state.c_str(), place->country.c_str());
+    } else if (auto observation = member.objectAs<Observation>()) {
+      const auto& ob = observation->measurements;
+      if (family == "forecasts" || !ob) {
+        std::printf("%-8s %s\n", observation->stationId.c_str(), placeText(observation->place).c_str());
+      } else {
+        std::printf("%-8s %-28s %6.1f °C  %-18s %s\n", observation->stationId.c_str(),
+                    placeText(observation->place).c_str(), ob->tempC, ob->weather.c_str(),
+                    observation->observedAtISO.c_str());
+      }
+      if (family != "forecasts") continue;
+      for (const auto& period : observation->periods) {
+        std::printf("  %s  %6.1f °C\n", period->validAt.description().c_str(), period->tempC);
+      }
+    }
+  }
+}
+
+int printMapped(const OVNApiEndpointResultRef& result, const Options& options) {
+  if (result->error()) return failureFor(*result->error());
+  const OVNArrayRef objects = result->value() ? result->value() : OVNArray::make();
+  if (options.json) {
+    auto serialized = OVNArray::make();
+    for (const auto& member : *objects) serialized->add(commandClient->mapper()->serializeObject(member));
+    printJSON(serialized);
+  } else {
+    printTable(objects, *options.family);
+  }
+  return exitSuccess;
+}
+
+int get(const Options& options, const std::string& baseURL) {
+  auto url = OVNURL::URLWithString(baseURL);
+  const std::string scheme = url && url->scheme() ? *url->scheme() : "";
+  if (!url || (scheme != "http" && scheme != "https") || !url->host() || url->host()->empty()) {
+    return fail(exitBadURL, "not an http or https URL: " + baseURL);
+  }
+  commandClient = OVNApiClient::initWithBaseURL<CommandClient>(url);
+  int status = exitUsage;
+  bool done = false;
+  if (!options.family) {
+    commandClient->request(options.path, OVNRequestMethodGET, options.parameters, [&](const auto& response) {
+      status = printEnvelope(response);
+      done = true;
+    });
+  } else {
+    const OVNClass& mapped = *options.family == "places" ? Place::classObject() : Observation::classObject();
+    auto endpoint = OVNApiEndpoint::initWithPath<CommandEndpoint>(options.path, mapped);
+    endpoint->getWithOptions(options.parameters, [&](const OVNApiEndpointResultRef& result) {
+      status = printMapped(result, options);
+      done = true;
+    });
+  }
+  if (!OVNRunLoop::main().runUntil([&] { return done; }, replyTimeoutSeconds)) {
+    return fail(exitUnreachable, "no reply within " + std::to_string(static_cast<int>(replyTimeoutSeconds)) + " s");
+  }
+  return status;
+}
+
+}  // namespace
+
+OVN_PROPERTIES(CommandClient)
+OVN_PROPERTIES(CommandEndpoint)
+
+int main(int argc, char** argv) {
+  Options options;
+  const std::vector<std::string_view> arguments(argv + 1, argv + argc);
+  if (auto error = parseArguments(arguments, options)) {
+    std::fprintf(stderr, "ovrin: %s\n\n%s", error->c_str(), usageText);
+    return exitUsage;
+  }
+  if (options.help) {
+    std::printf("%s", usageText);
+    return exitSuccess;
+  }
+  std::optional<LocalWeatherService> local;
+  if (!options.baseURL) {
+    local.emplace();
+    local->start();
+    options.baseURL = local->baseURL();
+  }
+  const LocalWeatherService::Options localCredentials;
+  auto clientID = options.clientID ? options.clientID : environment("OVRIN_CLIENT_ID");
+  auto clientSecret = options.clientSecret ? options.clientSecret : environment("OVRIN_CLIENT_SECRET");
+  if (local && !clientID) clientID = localCredentials.clientId;
+  if (local && !clientSecret) clientSecret = localCredentials.clientSecret;
+  if (clientID && clientSecret) OVNApiClient::configureWithClientID<CommandClient>(*clientID, *clientSecret);
+  return get(options, *options.baseURL);
+}
