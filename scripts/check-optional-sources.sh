@@ -10,7 +10,7 @@ count=0
 for source in "$project"/benchmarks/*.cpp "$project"/fuzz/*.cpp; do
   count=$((count + 1))
   if ! output=$("$compiler" -std=c++20 -fsyntax-only -I"$project/Source" -I"$generated" \
-    -I"$project/examples/Models" -I"$project/tests" "$source" 2>&1); then
+    -I"$project/examples/Models" -I"$project/examples/WeatherService" -I"$project/tests" "$source" 2>&1); then
     printf 'optional sources: %s does not compile\n%s\n' "${source#$project/}" "$output" | head -20
     status=1
   fi
