@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include "OVNOAuthCredential.h"
+#include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
+#include "Platform/System/OVNSecItem.h"
+#include "Platform/Values/OVNData.h"
+#include "Platform/Values/OVNDictionary.h"
+
+TEST(OVNOAuthCredentialTest, ExpiresOnlyOnceItsExpirationHasPassed) {
+  OVNTestClock clock(1000);
+  auto credential = OVNOAuthCredential::credentialWithOAuthToken("token", "bearer");
+  EXPECT_TRUE(credential->isExpired());  // no expiration: expired
+  for (auto [offset, expired] : {std::pair{1.0, false}, {0.0, false}, {-0.001, true}}) {
+    credential->setRefreshToken("refresh", OVNDate(1000 + offset));
+    EXPECT_EQ(credential->isExpired(), expired) << offset;
+  }
+  clock.advance(1);
+  credential->setExpiration(OVNDate(1000.5));
+  EXPECT_TRUE(credential->isExpired());
+}
+
+TEST(OVNOAuthCredentialTest, DescribesAndArchivesItsFourValues) {
+  auto credential = OVNOAuthCredential::credentialWithOAuthToken("abc", "bearer");
+  EXPECT_EQ(
+      credential->description(),
+      "<OVNOAuthCredential accessToken:\"abc\" tokenType:\"bearer\" refreshToken:\"(null)\" expiration:\"(null)\">");
+  credential->setRefreshToken("r1", OVNDate(0));
+  EXPECT_EQ(credential->description(),
+            "<OVNOAuthCredential accessToken:\"abc\" tokenType:\"bearer\" refreshToken:\"r1\" "
+            "expiration:\"2001-01-01 00:00:00 +0000\">");
+
+  auto data = OVNKeyedArchiver::archivedDataWithRootObject(OVNValue(credential), false, nullptr);
+  ASSERT_TRUE(data);
+  auto restored = OVNKeyedUnarchiver::unarchiveObjectWithData(*data).objectAs<OVNOAuthCredential>();
+  ASSERT_TRUE(restored);
+  EXPECT_EQ(restored->description(), credential->description());
+
+  auto partial = OVNMake<OVNOAuthCredential>();  // missing values decode as missing
+  partial->setAccessToken("only");
+  auto again = OVNKeyedUnarchiver::unarchiveObjectWithData(
+                   *OVNKeyedArchiver::archivedDataWithRootObject(OVNValue(partial), false, nullptr))
+                   .objectAs<OVNOAuthCredential>();
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->tokenType(), std::nullopt);
+  EXPECT_EQ(again->expiration(), std::nullopt);
+}
+
+TEST(OVNOAuthCredentialTest, TheStoreQueryNamesClassServiceAndAccountOnly) {
+  auto query = OVNKeychainQueryDictionaryWithIdentifier("client.user.credential");
+  EXPECT_TRUE(query->isEqual(*OVNDictionary::make(
+      {{"class", "genp"}, {"svce", "OVNOAuthCredentialService"}, {"acct", "client.user.credential"}})));
+  EXPECT_EQ(query->count(), 3u);
+}
