@@ -2,7 +2,11 @@
 
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNCoder.h"
+#include "Platform/Serialization/OVNKeyedArchiver.h"
+#include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "Platform/System/OVNSecItem.h"
+#include "Platform/System/OVNSecureStore.h"
+#include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Platform/Values/OVNFormat.h"
 
@@ -30,6 +34,43 @@ OVNDictionaryRef OVNKeychainQueryDictionaryWithIdentifier(std::string_view ident
   return OVNDictionary::make({{std::string(kSecClass), std::string(kSecClassGenericPassword)},
                               {std::string(kSecAttrService), std::string(kOVNOAuth2CredentialServiceName)},
                               {std::string(kSecAttrAccount), std::string(identifier)}});
+}
+
+bool OVNOAuthCredential::storeCredential(const std::shared_ptr<OVNOAuthCredential>& credential,
+                                         std::string_view identifier) {
+  return storeCredential(credential, identifier, std::string(kSecAttrAccessibleWhenUnlocked));
+}
+
+bool OVNOAuthCredential::storeCredential(const std::shared_ptr<OVNOAuthCredential>& credential,
+                                         std::string_view identifier, std::optional<std::string> accessibility) {
+  auto query = OVNKeychainQueryDictionaryWithIdentifier(identifier)->mutableCopy();
+  auto archived =
+      credential ? OVNKeyedArchiver::archivedDataWithRootObject(OVNValue(credential), false, nullptr) : nullptr;
+  if (!archived) return false;
+  auto attributes = OVNDictionary::make({{std::string(kSecValueData), OVNValue(archived)}});
+  if (accessibility) attributes->set(kSecAttrAccessible, *accessibility);
+  OVNStatus status = errSecSuccess;
+  if (!retrieveCredentialWithIdentifier(identifier)) {
+    query->addEntries(*attributes);
+    status = OVNSecureStore::itemAdd(query);
+  } else {
+    status = OVNSecureStore::itemUpdate(query, attributes);
+  }
+  return status == errSecSuccess;
+}
+
+std::shared_ptr<OVNOAuthCredential> OVNOAuthCredential::retrieveCredentialWithIdentifier(std::string_view identifier) {
+  auto query = OVNKeychainQueryDictionaryWithIdentifier(identifier)->mutableCopy();
+  query->set(kSecReturnData, true);
+  query->set(kSecMatchLimit, std::string(kSecMatchLimitOne));
+  OVNValue result;
+  if (OVNSecureStore::itemCopyMatching(query, &result) != errSecSuccess) return nullptr;
+  auto data = result.data();
+  return data ? OVNKeyedUnarchiver::unarchiveObjectWithData(*data).objectAs<OVNOAuthCredential>() : nullptr;
+}
+
+bool OVNOAuthCredential::deleteCredentialWithIdentifier(std::string_view identifier) {
+  return OVNSecureStore::itemDelete(OVNKeychainQueryDictionaryWithIdentifier(identifier)) == errSecSuccess;
 }
 
 std::shared_ptr<OVNOAuthCredential> OVNOAuthCredential::credentialWithOAuthToken(std::string accessToken,

@@ -33,6 +33,18 @@ class OVN_EXPORT OVNOAuthCredential : public OVNObject {
     return credentialWithOAuthToken(std::move(accessToken), std::move(tokenType));
   }
 
+  // ---- The secure store (OVNSecureStore): one item per identifier -----------------------
+
+  //! storeCredential(credential, identifier, kSecAttrAccessibleWhenUnlocked).
+  static bool storeCredential(const std::shared_ptr<OVNOAuthCredential>& credential, std::string_view identifier);
+  //! Adds the item, or updates it when one is stored (storing twice updates); true when the
+  //! store succeeded. A failed store leaves an earlier item as it was.
+  static bool storeCredential(const std::shared_ptr<OVNOAuthCredential>& credential, std::string_view identifier,
+                              std::optional<std::string> accessibility);
+  //! The stored credential, or null (nothing stored, or an item that does not read back).
+  static std::shared_ptr<OVNOAuthCredential> retrieveCredentialWithIdentifier(std::string_view identifier);
+  static bool deleteCredentialWithIdentifier(std::string_view identifier);
+
   const std::optional<std::string>& accessToken() const { return accessToken_; }
   void setAccessToken(std::optional<std::string> token) { accessToken_ = std::move(token); }
   const std::optional<std::string>& tokenType() const { return tokenType_; }

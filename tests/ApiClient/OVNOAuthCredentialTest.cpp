@@ -5,8 +5,10 @@
 #include "Platform/Serialization/OVNKeyedArchiver.h"
 #include "Platform/Serialization/OVNKeyedUnarchiver.h"
 #include "Platform/System/OVNSecItem.h"
+#include "Platform/System/OVNSecureStore.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
+#include "Support/TemporaryDirectory.h"
 
 TEST(OVNOAuthCredentialTest, ExpiresOnlyOnceItsExpirationHasPassed) {
   OVNTestClock clock(1000);
@@ -52,4 +54,24 @@ TEST(OVNOAuthCredentialTest, TheStoreQueryNamesClassServiceAndAccountOnly) {
   EXPECT_TRUE(query->isEqual(*OVNDictionary::make(
       {{"class", "genp"}, {"svce", "OVNOAuthCredentialService"}, {"acct", "client.user.credential"}})));
   EXPECT_EQ(query->count(), 3u);
+}
+
+TEST(OVNOAuthCredentialTest, StoresOneItemPerIdentifierAndReadsItBack) {
+  TemporaryDirectory root("ovrin-credentials");
+  OVNSecureStore::setBackend(OVNSecureStore::Backend::file);
+  OVNSecureStore::setFileStoreDirectory(root.path());
+  auto credential = OVNOAuthCredential::credentialWithOAuthToken("a1", "bearer");
+  credential->setRefreshToken("r1", OVNDate(100));
+  EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("client.user.credential"), nullptr);
+  EXPECT_TRUE(OVNOAuthCredential::storeCredential(credential, "client.user.credential"));
+  credential->setAccessToken("a2");
+  EXPECT_TRUE(OVNOAuthCredential::storeCredential(credential, "client.user.credential"));  // an update
+  auto read = OVNOAuthCredential::retrieveCredentialWithIdentifier("client.user.credential");
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->description(), credential->description());
+  EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("other"), nullptr);
+  EXPECT_TRUE(OVNOAuthCredential::deleteCredentialWithIdentifier("client.user.credential"));
+  EXPECT_FALSE(OVNOAuthCredential::deleteCredentialWithIdentifier("client.user.credential"));
+  OVNSecureStore::setFileStoreDirectory(std::nullopt);
+  OVNSecureStore::setBackend(std::nullopt);
 }

@@ -52,6 +52,12 @@ std::optional<std::string> OVNFileManager::documentationDirectory() {
   return *base + "/" + applicationIdentifier() + "/Documentation";
 }
 
+std::optional<std::string> OVNFileManager::applicationDataDirectory() {
+  auto base = baseDirectory("XDG_DATA_HOME", ".local/share");
+  if (!base) return std::nullopt;
+  return *base + "/" + applicationIdentifier();
+}
+
 void OVNFileManager::setCachesDirectory(std::optional<std::string> path) {
   std::lock_guard guard(overridesLock);
   cachesOverride = std::move(path);

@@ -21,6 +21,9 @@ class OVN_EXPORT OVNFileManager {
  public:
   static std::optional<std::string> cachesDirectory();
   static std::optional<std::string> documentationDirectory();
+  //! $XDG_DATA_HOME (else $HOME/.local/share)/<app id>: where an application keeps its own
+  //! data (the file secure store, for one). Not overridable; users of it have their own.
+  static std::optional<std::string> applicationDataDirectory();
 
   //! Replace the default directories (tests point them at temporary directories); an empty
   //! optional restores the default.
