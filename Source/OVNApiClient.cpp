@@ -102,6 +102,7 @@ void OVNApiClient::finishInitialising(std::shared_ptr<OVNURL> baseURL) {
   setupMappings();
   // Every client made installs the library's cache again, as the process-wide one.
   OVNHTTPCache::setSharedURLCache(OVNURLCache::sharedCache()->cache());
+  didInitialise();
 }
 
 // ---- instance -----------------------------------------------------------------------------

@@ -93,9 +93,10 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
 
   // ---- Instance ---------------------------------------------------------------------------
 
-  //! Looked up under this object's class name at each call.
-  std::optional<std::string> clientID() const;
-  std::optional<std::string> clientSecret() const;
+  //! Looked up under this object's class name at each call (OVNOAuthApiClient holds its
+  //! own instead).
+  virtual std::optional<std::string> clientID() const;
+  virtual std::optional<std::string> clientSecret() const;
 
   std::shared_ptr<OVNURL> baseURL() const;
   void setBaseURL(std::shared_ptr<OVNURL> baseURL);
@@ -109,7 +110,7 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
 
   //! A new dictionary with the members of `parameters` and the configured "client_id" and
   //! "client_secret" (replacing the caller's own).
-  OVNDictionaryRef optionsForRequestWithParameters(const OVNDictionaryRef& parameters) const;
+  virtual OVNDictionaryRef optionsForRequestWithParameters(const OVNDictionaryRef& parameters) const;
 
   //! request(path, method, 0, parameters, completion).
   std::shared_ptr<OVNRequest> request(std::string_view path, OVNRequestMethod method, const OVNValue& parameters,
@@ -123,6 +124,14 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
   std::shared_ptr<OVNRequest> request(std::string_view path, OVNRequestMethod method, double expirationInterval,
                                       const OVNValue& parameters, Completion completion);
 
+ protected:
+  //! Called last by the designated initialiser, after setupMappings(): subclasses that add
+  //! state of their own give it its defaults here, when baseURL is known.
+  virtual void didInitialise() {}
+  //! Wraps the JSON reply in a response of responseClass() (with an error when it is no
+  //! JSON object) and calls the completion.
+  void deliverSuccess(const OVNValue& json, const Completion& completion) const;
+
  private:
   static std::shared_ptr<OVNApiClient> sharedClient(const OVNClass& receiver,
                                                     const std::function<std::shared_ptr<OVNApiClient>()>& make);
@@ -131,7 +140,6 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
       std::shared_ptr<OVNURLSessionConfiguration> configuration);
   void finishInitialising(std::shared_ptr<OVNURL> baseURL);
   std::string resolvedURLString(std::string_view path) const;
-  void deliverSuccess(const OVNValue& json, const Completion& completion) const;
   void deliverFailure(const std::shared_ptr<OVNURLSessionTask>& task, const std::shared_ptr<OVNError>& error,
                       const Completion& completion) const;
 

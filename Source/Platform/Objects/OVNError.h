@@ -14,6 +14,7 @@
 inline constexpr std::string_view OVNLocalizedDescriptionKey = "NSLocalizedDescription";
 inline constexpr std::string_view OVNUnderlyingErrorKey = "NSUnderlyingError";
 inline constexpr std::string_view OVNLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
+inline constexpr std::string_view OVNLocalizedRecoverySuggestionErrorKey = "NSLocalizedRecoverySuggestion";
 //! Extra detail the platform's readers put beside the description (for example a position).
 inline constexpr std::string_view OVNDebugDescriptionErrorKey = "NSDebugDescription";
 //! The value that was refused (for example a regular-expression pattern).
