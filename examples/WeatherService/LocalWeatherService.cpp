@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -13,10 +14,13 @@
 #include <set>
 #include <stdexcept>
 #include <thread>
+#include <variant>
 #include <vector>
 
 #include "FormBody.h"
 #include "StationStore.h"
+#include "TokenEndpoint.h"
+#include "TokenStore.h"
 #include "WeatherGenerator.h"
 #include "WeatherTable.h"
 
@@ -29,6 +33,8 @@ constexpr const char* kHost = "127.0.0.1";
 constexpr const char* kJSONType = "application/json";
 constexpr const char* kFormType = "application/x-www-form-urlencoded";
 constexpr int kStatusOK = 200;
+constexpr int kStatusBadRequest = 400;
+constexpr int kStatusUnauthorized = 401;
 constexpr int kStatusServerError = 500;
 constexpr double kDefaultSlowDelaySeconds = 2;
 // Idle keep-alive connections hold up stop() for this long, so it is kept short.
@@ -44,6 +50,11 @@ constexpr std::size_t kMaxLimit = 100;
 constexpr const char* kClientIdParameter = "client_id";
 constexpr const char* kClientSecretParameter = "client_secret";
 constexpr const char* kFaultParameter = "fault";
+constexpr const char* kAccessTokenParameter = "access_token";
+
+constexpr const char* kTokenFamily = "oauth";
+constexpr const char* kAccountFamily = "account";
+constexpr std::string_view kBearerScheme = "Bearer ";
 
 struct ServiceError {
   const char* code;
@@ -58,12 +69,19 @@ constexpr ServiceError kInvalidBody{"invalid_request", "The form body cannot be 
 constexpr ServiceError kRefusedRequest{"invalid_request", "The request cannot be read."};
 constexpr ServiceError kObjectNotExists{"object_not_exists", "The requested object does not exist."};
 constexpr ServiceError kInternalError{"internal_error", "The service failed to answer the request."};
+constexpr ServiceError kUnknownToken{"invalid_token", "The access token is not known."};
+constexpr ServiceError kExpiredToken{"invalid_token", "The access token has expired."};
+constexpr ServiceError kRevokedToken{"invalid_token", "The access token has been revoked."};
+constexpr ServiceError kTokenRequired{"invalid_request", "This resource needs an access token."};
+constexpr ServiceError kTokenSentTwice{"invalid_request", "The access token was sent in more than one way."};
 
 constexpr const char* kMalformedBody = R"({"success": tru)";
 constexpr const char* kHTMLErrorBody = "<html><body><h1>500 Internal Server Error</h1></body></html>";
 constexpr const char* kArrayBody = "[1,2,3]";
 constexpr const char* kScalarBody = "42";
 constexpr const char* kErrorStringBody = R"({"success": false, "error": "something went wrong", "response": []})";
+constexpr const char* kWrongTypesBody =
+    R"({"access_token": 42, "token_type": ["Bearer"], "expires_in": "soon", "refresh_token": null})";
 
 const std::map<std::string_view, Fault>& faultNames() {
   static const std::map<std::string_view, Fault> names = {
@@ -75,25 +93,38 @@ const std::map<std::string_view, Fault>& faultNames() {
       {"array", Fault::arrayInsteadOfEnvelope},
       {"scalar", Fault::scalarInsteadOfEnvelope},
       {"errorstring", Fault::errorIsNotAnObject},
+      {"empty", Fault::emptyBody},
+      {"wrongtypes", Fault::wrongTypes},
   };
   return names;
 }
+
+using Headers = std::vector<std::pair<std::string, std::string>>;
 
 struct Reply {
   int status = kStatusOK;
   std::string body;
   std::string contentType = kJSONType;
+  Headers headers = {};
 };
 
 Reply success(const Json& objects) {
   return {kStatusOK, Json{{"success", true}, {"error", nullptr}, {"response", objects}}.dump()};
 }
 
-Reply failure(const ServiceError& error, int status = kStatusOK) {
+Reply failure(const ServiceError& error, int status = kStatusOK, Headers headers = {}) {
   const Json envelope = {{"success", false},
                          {"error", {{"code", error.code}, {"description", error.description}}},
                          {"response", Json::array()}};
-  return {status, envelope.dump()};
+  return {status, envelope.dump(), kJSONType, std::move(headers)};
+}
+
+// RFC 6750 §3: a refused bearer says why in its challenge; a missing one gets the bare
+// challenge.
+Reply bearerFailure(const ServiceError& error, int status, const char* challengeError) {
+  std::string challenge = std::string("Bearer realm=\"") + LocalWeatherService::kRealm + "\"";
+  if (challengeError) challenge += std::string(", error=\"") + challengeError + "\"";
+  return failure(error, status, {{"WWW-Authenticate", challenge}});
 }
 
 // The request as the service reads it: its path split at "/", query and form parameters.
@@ -102,6 +133,7 @@ struct Call {
   std::vector<std::string> segments;
   FormBody query;
   FormBody form;
+  std::string authorization;  // the Authorization header
 
   // Credentials travel in the query string of GET and DELETE and in the form body of PUT
   // and POST; a client that puts them elsewhere is refused.
@@ -128,7 +160,8 @@ std::vector<std::string> segmentsOf(const std::string& path) {
 }
 
 Call callOf(const httplib::Request& request) {
-  Call call{request.method, segmentsOf(request.path), FormBody(), FormBody()};
+  Call call{request.method, segmentsOf(request.path), FormBody(), FormBody(),
+            request.get_header_value("Authorization")};
   if (const auto question = request.target.find('?'); question != std::string::npos) {
     call.query = FormBody(std::string_view(request.target).substr(question + 1));
   }
@@ -167,6 +200,21 @@ std::optional<std::pair<double, double>> coordinatesOf(const std::string& text) 
   return std::pair{latitude, longitude};
 }
 
+// The token of an "Authorization: Bearer" value; the scheme's name is case-insensitive.
+std::optional<std::string> bearerTokenOf(const std::string& authorization) {
+  if (authorization.size() <= kBearerScheme.size() ||
+      !std::equal(kBearerScheme.begin(), kBearerScheme.end(), authorization.begin(),
+                  [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); })) {
+    return std::nullopt;
+  }
+  return authorization.substr(kBearerScheme.size());
+}
+
+// Who asks: the holder of a valid access token, or a client with its credentials (no token).
+struct Caller {
+  std::optional<TokenStore::AccessToken> token;
+};
+
 }  // namespace
 
 class LocalWeatherService::Impl {
@@ -179,16 +227,25 @@ class LocalWeatherService::Impl {
   std::int64_t requestCount() const { return requestCount_.load(); }
   void setFault(Fault fault) { fault_.store(fault); }
   void setSlowDelay(double seconds) { slowDelaySeconds_.store(seconds); }
+  std::string issueAuthorizationCode(std::string redirectURI, std::string scope) {
+    return tokenEndpoint_.issueAuthorizationCode(std::move(redirectURI), std::move(scope), now());
+  }
+  void revokeTokens() { tokens_.revokeAll(); }
+  void expireAccessTokens() { tokens_.expireAccessTokens(now()); }
+  std::int64_t tokensIssued() const { return tokens_.accessTokensIssued(); }
 
  private:
   void answer(const httplib::Request& request, httplib::Response& response);
   Reply reply(const Call& call);
   Reply faultReply(Fault fault);
   bool waitOutSlowFault();
+  Reply tokenReply(const Call& call);
+  std::variant<Caller, Reply> callerOf(const Call& call) const;
   bool authorized(const Call& call) const;
   std::int64_t now() const;
 
-  Reply route(const Call& call);
+  Reply route(const Call& call, const Caller& caller);
+  Reply account(const Caller& caller);
   Reply observations(const Call& call);
   Reply closestObservations(const Call& call);
   Reply forecasts(const Call& call);
@@ -200,6 +257,8 @@ class LocalWeatherService::Impl {
   const Options options_;
   const WeatherTable table_;
   StationStore store_;
+  TokenStore tokens_;
+  const TokenEndpoint tokenEndpoint_{options_, tokens_};
   httplib::Server server_;
   std::thread thread_;
   int port_ = 0;
@@ -280,6 +339,7 @@ void LocalWeatherService::Impl::answer(const httplib::Request& request, httplib:
     result = failure(kInternalError);
   }
   response.status = result.status;
+  for (const auto& [name, value] : result.headers) response.set_header(name, value);
   response.set_content(result.body, result.contentType);
   ++requestCount_;
 }
@@ -296,8 +356,39 @@ Reply LocalWeatherService::Impl::reply(const Call& call) {
   } else if (fault != Fault::none) {
     return faultReply(fault);
   }
-  if (!authorized(call)) return failure(kInvalidClient);
-  return route(call);
+  if (call.segments.size() == 1 && call.segments.front() == kTokenFamily) return tokenReply(call);
+  auto caller = callerOf(call);
+  if (auto* refusal = std::get_if<Reply>(&caller)) return std::move(*refusal);
+  return route(call, std::get<Caller>(caller));
+}
+
+Reply LocalWeatherService::Impl::tokenReply(const Call& call) {
+  TokenEndpoint::Reply answer = tokenEndpoint_.answer(call.method, call.form, call.authorization, now());
+  return {answer.status, answer.body.dump(), kJSONType, std::move(answer.headers)};
+}
+
+// RFC 6750 §2: a token comes in the Authorization header, the form body or the query, and in
+// one of them only. A request with a token is judged by it alone.
+std::variant<Caller, Reply> LocalWeatherService::Impl::callerOf(const Call& call) const {
+  const std::optional<std::string> sent[] = {bearerTokenOf(call.authorization), call.form.value(kAccessTokenParameter),
+                                             call.query.value(kAccessTokenParameter)};
+  const auto ways =
+      std::count_if(std::begin(sent), std::end(sent), [](const auto& token) { return token.has_value(); });
+  if (ways > 1) return bearerFailure(kTokenSentTwice, kStatusBadRequest, "invalid_request");
+  if (ways == 0) {
+    if (!authorized(call)) return failure(kInvalidClient);
+    return Caller{};
+  }
+  const auto& token = *std::find_if(std::begin(sent), std::end(sent), [](const auto& t) { return t.has_value(); });
+  TokenStore::AccessToken found = tokens_.accessToken(*token, now());
+  using Status = TokenStore::AccessToken::Status;
+  switch (found.status) {
+    case Status::valid: return Caller{std::move(found)};
+    case Status::expired: return bearerFailure(kExpiredToken, kStatusUnauthorized, "invalid_token");
+    case Status::revoked: return bearerFailure(kRevokedToken, kStatusUnauthorized, "invalid_token");
+    case Status::unknown: break;
+  }
+  return bearerFailure(kUnknownToken, kStatusUnauthorized, "invalid_token");
 }
 
 Reply LocalWeatherService::Impl::faultReply(Fault fault) {
@@ -309,6 +400,8 @@ Reply LocalWeatherService::Impl::faultReply(Fault fault) {
     case Fault::arrayInsteadOfEnvelope: return {kStatusOK, kArrayBody};
     case Fault::scalarInsteadOfEnvelope: return {kStatusOK, kScalarBody};
     case Fault::errorIsNotAnObject: return {kStatusOK, kErrorStringBody};
+    case Fault::emptyBody: return {kStatusOK, ""};
+    case Fault::wrongTypes: return {kStatusOK, kWrongTypesBody};
     case Fault::none:
     case Fault::slow: break;
   }
@@ -332,15 +425,25 @@ std::int64_t LocalWeatherService::Impl::now() const {
   return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
-Reply LocalWeatherService::Impl::route(const Call& call) {
+Reply LocalWeatherService::Impl::route(const Call& call, const Caller& caller) {
   if (call.segments.empty()) return failure(kInvalidRequest);
   const std::string& family = call.segments.front();
   if (family == "stations") return stations(call);
+  if (family == kAccountFamily && call.segments.size() == 1 && call.method == "GET") return account(caller);
   if (call.method != "GET" || call.segments.size() != 2) return failure(kInvalidRequest);
   if (family == "observations") return observations(call);
   if (family == "forecasts") return forecasts(call);
   if (family == "places") return places(call);
   return failure(kInvalidRequest);
+}
+
+Reply LocalWeatherService::Impl::account(const Caller& caller) {
+  if (!caller.token) return bearerFailure(kTokenRequired, kStatusUnauthorized, nullptr);
+  const TokenStore::Grant& grant = caller.token->grant;
+  return success(Json::array({{{"username", grant.username ? Json(*grant.username) : Json(nullptr)},
+                               {"clientId", grant.clientId},
+                               {"scope", grant.scope},
+                               {"expiresAt", caller.token->expiresAt}}}));
 }
 
 Reply LocalWeatherService::Impl::observations(const Call& call) {
@@ -434,7 +537,7 @@ Reply LocalWeatherService::Impl::stationObject(const Call& call, const std::stri
 
 std::optional<Json> LocalWeatherService::Impl::stationMembers(const Call& call) const {
   static const std::set<std::string, std::less<>> kControlParameters = {kClientIdParameter, kClientSecretParameter,
-                                                                        kFaultParameter};
+                                                                        kFaultParameter, kAccessTokenParameter};
   return call.form.toJSON(kControlParameters);
 }
 
@@ -449,6 +552,12 @@ std::string LocalWeatherService::baseURL() const { return "http://127.0.0.1:" + 
 std::int64_t LocalWeatherService::requestCount() const { return impl_->requestCount(); }
 void LocalWeatherService::setFault(Fault fault) { impl_->setFault(fault); }
 void LocalWeatherService::setSlowDelay(double seconds) { impl_->setSlowDelay(seconds); }
+std::string LocalWeatherService::issueAuthorizationCode(std::string redirectURI, std::string scope) {
+  return impl_->issueAuthorizationCode(std::move(redirectURI), std::move(scope));
+}
+void LocalWeatherService::revokeTokens() { impl_->revokeTokens(); }
+void LocalWeatherService::expireAccessTokens() { impl_->expireAccessTokens(); }
+std::int64_t LocalWeatherService::tokensIssued() const { return impl_->tokensIssued(); }
 
 std::optional<LocalWeatherService::Fault> LocalWeatherService::faultNamed(std::string_view name) {
   const auto& names = faultNames();

@@ -5,8 +5,10 @@
 #include <httplib.h>
 
 #include <cmath>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <numbers>
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -22,6 +24,9 @@ using Fault = LocalWeatherService::Fault;
 constexpr std::int64_t kNow = 1795000000;  // 2026-11-18T11:06:40Z
 constexpr const char* kCredentials = "client_id=demo-client&client_secret=demo-secret";
 constexpr const char* kFormType = "application/x-www-form-urlencoded";
+constexpr const char* kPasswordForm = "grant_type=password&username=demo-user&password=demo-password&scope=";
+constexpr const char* kRedirectURI = "http://127.0.0.1/callback";
+constexpr std::int64_t kTokenLifetime = 3600;
 constexpr int kForecastHours = 24;
 constexpr int kSecondsPerHour = 3600;
 
@@ -37,6 +42,23 @@ class LocalWeatherServiceTest : public ::testing::Test {
   httplib::Result get(const std::string& pathAndQuery) { return client_->Get(pathAndQuery.c_str()); }
   httplib::Result put(const std::string& path, const std::string& form) {
     return client_->Put(path.c_str(), form, kFormType);
+  }
+  // A token request, authenticated in the body or, with `basic`, by the Authorization header.
+  httplib::Result postToken(const std::string& form, bool basic = false) {
+    if (basic) {
+      const httplib::Headers headers = {httplib::make_basic_authentication_header("demo-client", "demo-secret")};
+      return client_->Post("/oauth", headers, form, kFormType);
+    }
+    return client_->Post("/oauth", std::string(kCredentials) + "&" + form, kFormType);
+  }
+  // The reply to a token request that must succeed.
+  Json tokens(const std::string& form, bool basic = false) {
+    const auto result = postToken(form, basic);
+    EXPECT_TRUE(result && result->status == 200) << (result ? result->body : "(no reply)");
+    if (!result || result->status != 200) return Json::object();
+    EXPECT_EQ(result->get_header_value("Cache-Control"), "no-store");
+    EXPECT_EQ(result->get_header_value("Pragma"), "no-cache");
+    return Json::parse(result->body);
   }
   // The envelope of a GET with valid credentials.
   Json envelope(const std::string& path, const std::string& query = "") {
@@ -135,6 +157,254 @@ TEST_F(LocalWeatherServiceTest, CredentialsAreCheckedWhereEachMethodCarriesThem)
       EXPECT_EQ(reply["error"]["description"], "The client_id or client_secret is invalid.");
     }
   }
+}
+
+// The RFC 6749 §5.2 error of a token request, with its status and challenge.
+struct OAuthErrorReply {
+  std::string error;
+  int status;
+  std::string challenge;
+  bool operator==(const OAuthErrorReply&) const = default;
+};
+
+OAuthErrorReply oauthErrorOf(const httplib::Result& result) {
+  if (!result) return {"(no reply)", 0, ""};
+  const Json reply = Json::parse(result->body);
+  EXPECT_TRUE(reply["error_description"].is_string()) << reply;
+  return {reply.value("error", "(none)"), result->status, result->get_header_value("WWW-Authenticate")};
+}
+
+std::ostream& operator<<(std::ostream& out, const OAuthErrorReply& reply) {
+  return out << reply.error << " " << reply.status << " [" << reply.challenge << "]";
+}
+
+TEST_F(LocalWeatherServiceTest, EveryGrantOverBothClientAuthentications) {
+  struct Case {
+    const char* name;
+    std::function<std::string()> form;
+    bool refreshToken;
+    Json username;
+    const char* scope;  // null: none in the reply
+  };
+  const std::vector<Case> cases = {
+      {"password", [] { return std::string(kPasswordForm); }, true, "demo-user", nullptr},
+      {"password with scope", [] { return std::string(kPasswordForm) + "read+write"; }, true, "demo-user",
+       "read write"},
+      {"client_credentials", [] { return std::string("grant_type=client_credentials&scope=read"); }, false, nullptr,
+       "read"},
+      {"authorization_code",
+       [this] {
+         return "grant_type=authorization_code&redirect_uri=" + std::string(kRedirectURI) +
+                "&code=" + service_.issueAuthorizationCode(kRedirectURI, "read");
+       },
+       true, "demo-user", "read"},
+      {"refresh_token",
+       [this] { return "grant_type=refresh_token&refresh_token=" + tokens(kPasswordForm).value("refresh_token", ""); },
+       true, "demo-user", nullptr},
+  };
+  const std::regex urlSafe("[A-Za-z0-9._~-]{16,}");
+  for (const Case& test : cases) {
+    for (const bool basic : {false, true}) {
+      SCOPED_TRACE(std::string(test.name) + (basic ? " (Basic)" : " (body)"));
+      const Json reply = tokens(test.form(), basic);
+      const std::string accessToken = reply.value("access_token", "");
+      EXPECT_TRUE(std::regex_match(accessToken, urlSafe)) << reply;
+      EXPECT_EQ(reply["token_type"], "Bearer");
+      EXPECT_EQ(reply["expires_in"], kTokenLifetime);
+      EXPECT_EQ(reply.contains("refresh_token"), test.refreshToken) << reply;
+      EXPECT_EQ(reply.contains("scope"), test.scope != nullptr) << reply;
+      if (test.scope) {
+        EXPECT_EQ(reply["scope"], test.scope);
+      }
+      const Json account = objects("/account", "access_token=" + accessToken);
+      const Json expected = {{"username", test.username},
+                             {"clientId", "demo-client"},
+                             {"scope", test.scope ? test.scope : ""},
+                             {"expiresAt", kNow + kTokenLifetime}};
+      EXPECT_EQ(account, Json::array({expected}));
+    }
+  }
+}
+
+TEST_F(LocalWeatherServiceTest, TokenRequestErrors) {
+  const std::string scoped = tokens(std::string(kPasswordForm) + "read").value("refresh_token", "");
+  const std::string usedCode = service_.issueAuthorizationCode(kRedirectURI);
+  const std::string codeForm = "grant_type=authorization_code&redirect_uri=" + std::string(kRedirectURI) + "&code=";
+  tokens(codeForm + usedCode);
+  const std::string basicChallenge = "Basic realm=\"ovrin-weather\"";
+  struct Case {
+    const char* name;
+    std::string form;
+    httplib::Headers headers;
+    OAuthErrorReply expected;
+  };
+  const std::string good = kCredentials;
+  const auto basic = [](const char* id, const char* secret) {
+    return httplib::Headers{httplib::make_basic_authentication_header(id, secret)};
+  };
+  const std::vector<Case> cases = {
+      {"no client", kPasswordForm, {}, {"invalid_client", 401, ""}},
+      {"wrong secret",
+       "client_id=demo-client&client_secret=x&grant_type=client_credentials",
+       {},
+       {"invalid_client", 401, ""}},
+      {"wrong Basic",
+       "grant_type=client_credentials",
+       basic("demo-client", "x"),
+       {"invalid_client", 401, basicChallenge}},
+      {"not Base64",
+       "grant_type=client_credentials",
+       {{"Authorization", "Basic !!"}},
+       {"invalid_client", 401, basicChallenge}},
+      {"Basic and body",
+       good + "&grant_type=client_credentials",
+       basic("demo-client", "demo-secret"),
+       {"invalid_request", 400, ""}},
+      {"no grant_type", good, {}, {"invalid_request", 400, ""}},
+      {"repeated", good + "&grant_type=client_credentials&scope=a&scope=b", {}, {"invalid_request", 400, ""}},
+      {"unknown grant", good + "&grant_type=implicit", {}, {"unsupported_grant_type", 400, ""}},
+      {"wrong password", good + "&grant_type=password&username=demo-user&password=x", {}, {"invalid_grant", 400, ""}},
+      {"no password", good + "&grant_type=password&username=demo-user", {}, {"invalid_request", 400, ""}},
+      {"unknown code", good + "&" + codeForm + "nope", {}, {"invalid_grant", 400, ""}},
+      {"used code", good + "&" + codeForm + usedCode, {}, {"invalid_grant", 400, ""}},
+      {"other redirect_uri",
+       good + "&grant_type=authorization_code&redirect_uri=http://x/&code=" +
+           service_.issueAuthorizationCode(kRedirectURI),
+       {},
+       {"invalid_grant", 400, ""}},
+      {"no redirect_uri", good + "&grant_type=authorization_code&code=x", {}, {"invalid_request", 400, ""}},
+      {"unknown refresh token", good + "&grant_type=refresh_token&refresh_token=nope", {}, {"invalid_grant", 400, ""}},
+      {"no refresh token", good + "&grant_type=refresh_token", {}, {"invalid_request", 400, ""}},
+      {"wider scope",
+       good + "&grant_type=refresh_token&scope=read+write&refresh_token=" + scoped,
+       {},
+       {"invalid_scope", 400, ""}},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.name);
+    const auto result = client_->Post("/oauth", test.headers, test.form, kFormType);
+    EXPECT_EQ(oauthErrorOf(result), test.expected);
+    if (result) {
+      EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+      EXPECT_EQ(Json::parse(result->body).contains("error_uri"), test.expected.error == "unsupported_grant_type");
+    }
+  }
+  const auto got = get("/oauth?" + good + "&grant_type=client_credentials");
+  EXPECT_EQ(oauthErrorOf(got), (OAuthErrorReply{"invalid_request", 405, ""}));
+  EXPECT_EQ(got->get_header_value("Allow"), "POST");
+}
+
+TEST(LocalWeatherServiceOptionsTest, GrantsScopesAndRefreshTokenRotation) {
+  for (const bool rotate : {false, true}) {
+    SCOPED_TRACE(rotate ? "rotating" : "keeping");
+    LocalWeatherService::Options options{.now = kNow};
+    options.grantTypes = {"password", "refresh_token"};
+    options.scopes = {"read"};
+    options.rotateRefreshTokens = rotate;
+    LocalWeatherService service(options);
+    service.start();
+    httplib::Client client("127.0.0.1", service.port());
+    const auto post = [&](const std::string& form) {
+      return client.Post("/oauth", std::string(kCredentials) + "&" + form, kFormType);
+    };
+    EXPECT_EQ(oauthErrorOf(post("grant_type=client_credentials")).error, "unauthorized_client");
+    EXPECT_EQ(oauthErrorOf(post(std::string(kPasswordForm) + "write")).error, "invalid_scope");
+    const std::string first = Json::parse(post(std::string(kPasswordForm) + "read")->body)["refresh_token"];
+    const auto refresh = [&](const std::string& token) {
+      return post("grant_type=refresh_token&refresh_token=" + token);
+    };
+    const Json renewed = Json::parse(refresh(first)->body);
+    EXPECT_EQ(renewed["scope"], "read") << "a refresh keeps the scope";
+    EXPECT_EQ(renewed["refresh_token"] != first, rotate) << renewed;
+    EXPECT_EQ(refresh(first)->status, rotate ? 400 : 200) << "a rotated refresh token is used up";
+    EXPECT_EQ(refresh(renewed["refresh_token"].get<std::string>())->status, 200);
+    service.stop();
+  }
+}
+
+TEST_F(LocalWeatherServiceTest, ExpiredAndRevokedTokensAreRefused) {
+  const Json issued = tokens(kPasswordForm);
+  const std::string refresh = "grant_type=refresh_token&refresh_token=" + issued.value("refresh_token", "");
+  const auto refusal = [this](const std::string& path, const std::string& token) {
+    const auto result = get(path + "?access_token=" + token);
+    if (!result) return std::string("(no reply)");
+    EXPECT_EQ(result->status, 401);
+    EXPECT_EQ(result->get_header_value("WWW-Authenticate"), "Bearer realm=\"ovrin-weather\", error=\"invalid_token\"");
+    const Json reply = Json::parse(result->body);
+    return errorCodeOf(reply) + ": " + reply["error"].value("description", "");
+  };
+  EXPECT_EQ(refusal("/account", "nope"), "invalid_token: The access token is not known.");
+
+  service_.expireAccessTokens();
+  for (const char* path : {"/observations/austin", "/account"}) {
+    EXPECT_EQ(refusal(path, issued["access_token"]), "invalid_token: The access token has expired.") << path;
+  }
+  const std::string renewed = tokens(refresh).value("access_token", "");
+  EXPECT_EQ(objects("/account", "access_token=" + renewed)[0]["username"], "demo-user");
+
+  service_.revokeTokens();
+  EXPECT_EQ(refusal("/observations/austin", renewed), "invalid_token: The access token has been revoked.");
+  EXPECT_EQ(oauthErrorOf(postToken(refresh)), (OAuthErrorReply{"invalid_grant", 400, ""}));
+  EXPECT_EQ(service_.tokensIssued(), 2);
+}
+
+TEST_F(LocalWeatherServiceTest, AnAccessTokenStandsInForClientCredentials) {
+  const std::string token = tokens("grant_type=client_credentials").value("access_token", "");
+  const httplib::Headers bearer = {{"Authorization", "Bearer " + token}};
+  // Appended after the caller's own parameters, unescaped, as the library's client sends it.
+  const auto query = get("/observations/closest?p=austin,tx&limit=2&access_token=" + token);
+  ASSERT_TRUE(query);
+  EXPECT_EQ(Json::parse(query->body)["response"].size(), 2u) << query->body;
+  const auto header = client_->Get("/observations/austin", bearer);
+  ASSERT_TRUE(header);
+  EXPECT_TRUE(Json::parse(header->body)["success"]) << header->body;
+  const auto form = put("/stations", "access_token=" + token + "&id=K1");
+  ASSERT_TRUE(form);
+  EXPECT_EQ(Json::parse(form->body)["response"], Json::parse(R"([{"id": "K1"}])"));
+
+  httplib::Request withBody;
+  withBody.method = "GET";
+  withBody.path = "/places/austin?access_token=" + token;
+  withBody.headers = {httplib::make_basic_authentication_header("demo-client", "demo-secret")};
+  withBody.set_header("Content-Type", "application/json");
+  withBody.body = R"({"limit": 1})";
+  const auto jsonBody = client_->send(withBody);
+  ASSERT_TRUE(jsonBody);
+  EXPECT_EQ(Json::parse(jsonBody->body)["response"][0]["name"], "austin") << jsonBody->body;
+
+  const auto twice = client_->Get(("/places/austin?access_token=" + token).c_str(), bearer);
+  ASSERT_TRUE(twice);
+  EXPECT_EQ(twice->status, 400);
+  EXPECT_EQ(errorCodeOf(Json::parse(twice->body)), "invalid_request");
+  const auto clientOnly = get("/account?" + std::string(kCredentials));
+  ASSERT_TRUE(clientOnly);
+  EXPECT_EQ(clientOnly->status, 401);
+  EXPECT_EQ(clientOnly->get_header_value("WWW-Authenticate"), "Bearer realm=\"ovrin-weather\"");
+  EXPECT_EQ(Json::parse(clientOnly->body)["error"]["description"], "This resource needs an access token.");
+}
+
+TEST_F(LocalWeatherServiceTest, ConcurrentTokenRequestsGetDistinctTokens) {
+  constexpr int kThreads = 4;
+  constexpr int kRequestsEach = 5;
+  std::vector<std::vector<std::string>> issued(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([this, &mine = issued[t]] {
+      httplib::Client client("127.0.0.1", service_.port());
+      const httplib::Headers headers = {httplib::make_basic_authentication_header("demo-client", "demo-secret")};
+      for (int i = 0; i < kRequestsEach; ++i) {
+        const auto result = client.Post("/oauth", headers, kPasswordForm, kFormType);
+        const Json reply = result ? Json::parse(result->body) : Json::object();
+        mine.push_back(reply.value("access_token", "") + reply.value("refresh_token", ""));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<std::string> distinct;
+  for (const auto& mine : issued) distinct.insert(mine.begin(), mine.end());
+  distinct.erase("");
+  EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kRequestsEach));
+  EXPECT_EQ(service_.tokensIssued(), kThreads * kRequestsEach);
 }
 
 TEST(LocalWeatherServiceOptionsTest, AcceptsTheConfiguredCredentialsOnly) {
@@ -315,26 +585,29 @@ struct FaultCase {
   Fault fault;
   int status;
   const char* contentType;
-  const char* body;  // empty: the JSON error envelope with code "internal_error"
+  const char* body;  // null: the JSON error envelope with code "internal_error"
 };
 
 const FaultCase kFaultCases[] = {
-    {"error", Fault::errorEnvelope, 200, "application/json", ""},
+    {"error", Fault::errorEnvelope, 200, "application/json", nullptr},
     {"malformed", Fault::malformedJSON, 200, "application/json", R"({"success": tru)"},
-    {"500", Fault::serverError, 500, "application/json", ""},
+    {"500", Fault::serverError, 500, "application/json", nullptr},
     {"html500", Fault::htmlServerError, 500, "text/html",
      "<html><body><h1>500 Internal Server Error</h1></body></html>"},
     {"array", Fault::arrayInsteadOfEnvelope, 200, "application/json", "[1,2,3]"},
     {"scalar", Fault::scalarInsteadOfEnvelope, 200, "application/json", "42"},
     {"errorstring", Fault::errorIsNotAnObject, 200, "application/json",
      R"({"success": false, "error": "something went wrong", "response": []})"},
+    {"empty", Fault::emptyBody, 200, "application/json", ""},
+    {"wrongtypes", Fault::wrongTypes, 200, "application/json",
+     R"({"access_token": 42, "token_type": ["Bearer"], "expires_in": "soon", "refresh_token": null})"},
 };
 
 void expectFaultReply(const httplib::Result& result, const FaultCase& test) {
   ASSERT_TRUE(result);
   EXPECT_EQ(result->status, test.status);
   EXPECT_EQ(result->get_header_value("Content-Type"), test.contentType);
-  if (*test.body) {
+  if (test.body) {
     EXPECT_EQ(result->body, test.body);
   } else {
     EXPECT_EQ(errorCodeOf(Json::parse(result->body)), "internal_error");
@@ -347,6 +620,7 @@ TEST_F(LocalWeatherServiceTest, FaultsByParameterAndForEveryRequest) {
     EXPECT_EQ(LocalWeatherService::faultNamed(test.name), test.fault);
     expectFaultReply(get("/observations/austin?fault=" + std::string(test.name) + "&" + kCredentials), test);
     expectFaultReply(put("/stations", std::string(kCredentials) + "&fault=" + test.name), test);
+    expectFaultReply(postToken(std::string(kPasswordForm) + "&fault=" + test.name, true), test);
     EXPECT_TRUE(envelope("/observations/austin")["success"]) << "a parameter's fault lasts one request";
     service_.setFault(test.fault);
     expectFaultReply(get("/places/austin?" + std::string(kCredentials)), test);
@@ -358,6 +632,7 @@ TEST_F(LocalWeatherServiceTest, FaultsByParameterAndForEveryRequest) {
   EXPECT_FALSE(LocalWeatherService::faultNamed("none"));
   EXPECT_EQ(errorCodeOf(envelope("/observations/austin", "fault=none")), "invalid_request");
   EXPECT_FALSE(objects("/stations").size()) << "a faulty PUT stores nothing";
+  EXPECT_EQ(service_.tokensIssued(), 0) << "a faulty token request issues nothing";
 }
 
 TEST_F(LocalWeatherServiceTest, SlowRepliesStillAnswer) {
