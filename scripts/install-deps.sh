@@ -14,10 +14,12 @@ packages=(
   libssl-dev                  # message digests and Base64 (libcrypto)
   libcurl4-openssl-dev        # the HTTP session (HTTP/1.1, HTTP/2, TLS, decompression)
   libsqlite3-dev              # the HTTP response cache's on-disk index
+  libsecret-1-dev             # the secure store's Secret Service backend (brings GLib)
   libstb-dev                  # PNG and JPEG decoding for images
   zlib1g-dev                  # images: a PNG's pixel data is measured before it is decoded
   libcpp-httplib-dev          # tests and benchmarks: HTTP servers in process
   nginx openssl               # tests and benchmarks: TLS, HTTP/2, gzip and keep-alive peer; test certificates
+  dbus-daemon gnome-keyring   # tests: a private session bus and Secret Service for the secure store
   libgtest-dev libgmock-dev   # unit tests
   libbenchmark-dev            # benchmarks/
   nlohmann-json3-dev          # benchmarks/ (a mapping anchor) and the local weather service's replies (header-only)

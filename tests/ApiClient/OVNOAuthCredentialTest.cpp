@@ -8,7 +8,7 @@
 #include "Platform/System/OVNSecureStore.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/IsolatedSecureStore.h"
 
 TEST(OVNOAuthCredentialTest, ExpiresOnlyOnceItsExpirationHasPassed) {
   OVNTestClock clock(1000);
@@ -56,10 +56,16 @@ TEST(OVNOAuthCredentialTest, TheStoreQueryNamesClassServiceAndAccountOnly) {
   EXPECT_EQ(query->count(), 3u);
 }
 
-TEST(OVNOAuthCredentialTest, StoresOneItemPerIdentifierAndReadsItBack) {
-  TemporaryDirectory root("ovrin-credentials");
-  OVNSecureStore::setBackend(OVNSecureStore::Backend::file);
-  OVNSecureStore::setFileStoreDirectory(root.path());
+namespace {
+
+class OVNOAuthCredentialStoreTest : public ::testing::TestWithParam<OVNSecureStore::Backend> {
+ protected:
+  IsolatedSecureStore store{GetParam()};
+};
+
+}  // namespace
+
+TEST_P(OVNOAuthCredentialStoreTest, StoresOneItemPerIdentifierAndReadsItBack) {
   auto credential = OVNOAuthCredential::credentialWithOAuthToken("a1", "bearer");
   credential->setRefreshToken("r1", OVNDate(100));
   EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("client.user.credential"), nullptr);
@@ -71,7 +77,22 @@ TEST(OVNOAuthCredentialTest, StoresOneItemPerIdentifierAndReadsItBack) {
   EXPECT_EQ(read->description(), credential->description());
   EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("other"), nullptr);
   EXPECT_TRUE(OVNOAuthCredential::deleteCredentialWithIdentifier("client.user.credential"));
+  EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("client.user.credential"), nullptr);
   EXPECT_FALSE(OVNOAuthCredential::deleteCredentialWithIdentifier("client.user.credential"));
-  OVNSecureStore::setFileStoreDirectory(std::nullopt);
-  OVNSecureStore::setBackend(std::nullopt);
 }
+
+TEST_P(OVNOAuthCredentialStoreTest, AnItemThatIsNotAnArchivedCredentialReadsAsNone) {
+  // What another program (or damage) left under the credential's service and account.
+  const std::string foreign[] = {"", "not an archive", std::string("bplist00\xff\0\x01", 11)};
+  for (const auto& bytes : foreign) {
+    auto attributes = OVNKeychainQueryDictionaryWithIdentifier("client.user.credential")->mutableCopy();
+    attributes->set(kSecValueData, OVNValue(OVNData::fromString(bytes)));
+    ASSERT_EQ(OVNSecureStore::itemAdd(attributes), errSecSuccess);
+    EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier("client.user.credential"), nullptr) << bytes;
+    EXPECT_TRUE(OVNOAuthCredential::deleteCredentialWithIdentifier("client.user.credential"));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, OVNOAuthCredentialStoreTest,
+                         ::testing::Values(OVNSecureStore::Backend::file, OVNSecureStore::Backend::secretService),
+                         [](const auto& info) { return IsolatedSecureStore::nameOf(info.param); });

@@ -1,12 +1,10 @@
 #include "Support/NginxServer.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <grp.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,13 +21,14 @@
 #include <thread>
 #include <vector>
 
+#include "Support/ChildProcess.h"
+
 namespace {
 
 constexpr int kStartAttempts = 4;  // new ports each time another process took ours
 constexpr auto kStartTimeout = std::chrono::seconds(10);
 constexpr auto kStopGrace = std::chrono::seconds(5);
 constexpr auto kPollInterval = std::chrono::milliseconds(10);
-constexpr int kExecFailed = 127;
 constexpr std::string_view kCertificateDays = "2";  // made for one run
 constexpr std::string_view kPortTakenMessage = "Address already in use";
 constexpr std::string_view kDefaultDocument = "Hello, world!\n";
@@ -47,52 +46,8 @@ void writeFile(const std::string& path, std::string_view text) {
   if (!file) throw std::runtime_error("NginxServer: cannot write " + path);
 }
 
-// nginx lives in /usr/sbin, which is not on every PATH.
-std::string findExecutable(const std::string& name, const std::vector<std::string>& firstChoices = {}) {
-  std::vector<std::string> candidates = firstChoices;
-  std::istringstream path(std::getenv("PATH") ? std::getenv("PATH") : "");
-  for (std::string directory; std::getline(path, directory, ':');) {
-    if (!directory.empty()) candidates.push_back(directory + "/" + name);
-  }
-  for (const auto& candidate : candidates) {
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  throw std::runtime_error("NginxServer: " + name + " is not installed (scripts/install-deps.sh)");
-}
-
-// Runs `arguments` (the program's path first) with standard output and error appended to
-// `outputPath`. The child gets its own process group and dies with the calling thread.
-pid_t spawn(const std::vector<std::string>& arguments, const std::string& outputPath) {
-  std::vector<char*> argv;
-  for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-  const pid_t parent = ::getpid();
-  const pid_t pid = ::fork();
-  if (pid < 0) throw std::runtime_error("NginxServer: cannot fork");
-  if (pid > 0) return pid;
-  // The child of a threaded process: only async-signal-safe calls until exec.
-  const int output = ::open(outputPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-  const int input = ::open("/dev/null", O_RDONLY);
-  if (output < 0 || input < 0) ::_exit(kExecFailed);
-  ::dup2(input, STDIN_FILENO);
-  ::dup2(output, STDOUT_FILENO);
-  ::dup2(output, STDERR_FILENO);
-  ::setpgid(0, 0);
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() != parent) ::_exit(kExecFailed);  // the parent died before prctl
-  ::execv(argv[0], argv.data());
-  ::_exit(kExecFailed);
-}
-
-int waitForExit(pid_t pid) {
-  int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
-  return status;
-}
-
 void run(const std::vector<std::string>& arguments, const std::string& logPath) {
-  const int status = waitForExit(spawn(arguments, logPath));
+  const int status = ChildProcess::waitForExit(ChildProcess::spawn(arguments, logPath));
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
   throw std::runtime_error("NginxServer: " + arguments[0] + " " + arguments[1] + " failed:\n" + readFile(logPath));
 }
@@ -179,19 +134,7 @@ void NginxServer::start() {
 }
 
 void NginxServer::stop() {
-  if (pid_ <= 0) return;
-  ::kill(pid_, SIGQUIT);  // finish the requests in progress, then exit
-  const auto deadline = std::chrono::steady_clock::now() + kStopGrace;
-  int status = 0;
-  while (::waitpid(pid_, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      ::kill(-pid_, SIGKILL);  // the whole group, workers included
-      waitForExit(pid_);
-      break;
-    }
-    std::this_thread::sleep_for(kPollInterval);
-  }
-  pid_ = -1;
+  ChildProcess::stop(pid_, SIGQUIT, kStopGrace);  // finish the requests in progress, then exit
 }
 
 std::string NginxServer::httpURL(std::string_view path) const {
@@ -214,7 +157,7 @@ std::vector<std::string> NginxServer::accessLog() const {
 
 void NginxServer::makeCertificates() const {
   const std::string dir = directory_.path();
-  const std::string openssl = findExecutable("openssl");
+  const std::string openssl = ChildProcess::findExecutable("openssl");
   const std::string config = dir + "/openssl.cnf";
   const std::string log = dir + "/openssl.log";
   writeFile(config, kOpenSSLConfiguration);
@@ -286,9 +229,9 @@ NginxServer::Launch NginxServer::launch() {
   const std::string dir = directory_.path();
   std::filesystem::remove(dir + "/nginx.pid");
   std::filesystem::remove(dir + "/error.log");  // a previous attempt's port message would mislead
-  pid_ = spawn({findExecutable("nginx", {"/usr/sbin/nginx"}), "-p", dir + "/", "-c", dir + "/nginx.conf", "-e",
-                dir + "/error.log"},
-               dir + "/nginx.out");
+  pid_ = ChildProcess::spawn({ChildProcess::findExecutable("nginx", {"/usr/sbin/nginx"}), "-p", dir + "/", "-c",
+                              dir + "/nginx.conf", "-e", dir + "/error.log"},
+                             dir + "/nginx.out");
   const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
   while (std::chrono::steady_clock::now() < deadline) {
     int status = 0;

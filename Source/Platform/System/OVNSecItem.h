@@ -12,6 +12,8 @@ inline constexpr OVNStatus errSecItemNotFound = -25300;
 inline constexpr OVNStatus errSecDuplicateItem = -25299;
 //! No store can be reached (no secret service, no writable directory).
 inline constexpr OVNStatus errSecNotAvailable = -25291;
+//! The item or its keyring is locked and unlocking it would need the user (a prompt).
+inline constexpr OVNStatus errSecInteractionNotAllowed = -25308;
 
 inline constexpr std::string_view kSecClass = "class";
 inline constexpr std::string_view kSecClassGenericPassword = "genp";

@@ -5,6 +5,7 @@
 #include "Platform/System/OVNConsoleLog.h"
 #include "Platform/System/OVNFileManager.h"
 #include "Platform/System/detail/OVNFileSecureStore.h"
+#include "Platform/System/detail/OVNSecretServiceStore.h"
 #include "Platform/Values/OVNDictionary.h"
 
 namespace {
@@ -16,6 +17,9 @@ constexpr const char* fileStoreName = "Keychain";
 struct StoreState {
   std::mutex mutex;  // serialises every operation of the process
   std::optional<OVNSecureStore::Backend> chosen;
+  // The automatic choice, probed once: asking the bus costs a round trip (or D-Bus's timeout
+  // when a service hangs), too much for every call. Choosing again, even "none", forgets it.
+  std::optional<OVNSecureStore::Backend> probed;
   std::optional<std::string> directoryOverride;
   bool announced = false;
 };
@@ -32,16 +36,31 @@ std::optional<std::string> directoryLocked() {
   return *data + "/" + fileStoreName;
 }
 
-// Runs `operation` on the active backend's store, under the process's lock.
+OVNSecureStore::Backend activeLocked() {
+  if (state().chosen) return *state().chosen;
+  if (!state().probed) {
+    const bool offered = ovn::detail::OVNSecretServiceStore::isAvailable();
+    state().probed = offered ? OVNSecureStore::Backend::secretService : OVNSecureStore::Backend::file;
+  }
+  return *state().probed;
+}
+
+// Runs `operation` on the active backend's store, under the process's lock. The lock is held
+// across libsecret's calls too (they call no code of the application): one operation at a
+// time keeps look-up-then-store sequences whole within the process.
 template <class Operation>
 OVNStatus withStore(Operation operation) {
   std::lock_guard lock(state().mutex);
+  if (activeLocked() == OVNSecureStore::Backend::secretService) {
+    ovn::detail::OVNSecretServiceStore store;
+    return operation(store);
+  }
   const auto directory = directoryLocked();
   if (!directory) return errSecNotAvailable;
   if (!state().chosen && !state().announced) {
     state().announced = true;
-    OVNConsoleLog::writeFormat("OVNSecureStore: no secret service is used; secrets are kept in files under %@",
-                               *directory);
+    OVNConsoleLog::writeFormat(
+        "OVNSecureStore: no Secret Service answers on the session bus; secrets are kept in files under %@", *directory);
   }
   ovn::detail::OVNFileSecureStore store(*directory);
   return operation(store);
@@ -51,12 +70,13 @@ OVNStatus withStore(Operation operation) {
 
 OVNSecureStore::Backend OVNSecureStore::activeBackend() {
   std::lock_guard lock(state().mutex);
-  return state().chosen.value_or(Backend::file);
+  return activeLocked();
 }
 
 void OVNSecureStore::setBackend(std::optional<Backend> backend) {
   std::lock_guard lock(state().mutex);
   state().chosen = backend;
+  state().probed.reset();
 }
 
 std::optional<std::string> OVNSecureStore::fileStoreDirectory() {

@@ -5,14 +5,28 @@
 // kSecClass, kSecAttrService, kSecAttrAccount, kSecValueData, kSecAttrAccessible,
 // kSecReturnData and kSecMatchLimit.
 //
-// Backends: the file store keeps one file per item, mode 0600, in a directory of mode 0700
-// (<XDG data home>/<app id>/Keychain), each written by atomic replace. Using it without the
-// application having chosen it is announced once on the console, so that secrets never fall
-// back to files silently. The Secret Service backend is not part of this build yet: the
-// file store is the one in use.
+// Backends: the Secret Service (gnome-keyring and the like, over the session bus) keeps each
+// item in the default keyring under the schema "com.ovrinweather.GenericPassword", with the
+// service and account (and accessibility) as attributes, never the secret, and the label
+// kSecAttrLabel or "<service> (<account>)". Nothing prompts: a locked keyring gives
+// errSecInteractionNotAllowed. The file store keeps one file per item, mode 0600, in a
+// directory of mode 0700 (<XDG data home>/<app id>/Keychain), each written by atomic replace.
 //
-// Threads: any thread; operations are serialised within the process, and files are only
-// ever replaced whole, so other processes see an item before or after a change.
+// Choosing: the backend the application chose is used, and only it: a chosen Secret Service
+// that cannot be reached gives errSecNotAvailable, never a file. Without a choice, the Secret
+// Service is used when the session bus (DBUS_SESSION_BUS_ADDRESS, else $XDG_RUNTIME_DIR/bus)
+// has one that answers, else the file store, which is announced once on the console, so that
+// secrets never fall back to files silently. That probe runs once, on first use; choosing
+// again (none included) forgets it.
+//
+// Statuses: errSecItemNotFound means no such item; a missing query or attributes read as no
+// such item too. errSecNotAvailable means no store could be reached (no bus, no service, no
+// default keyring, no writable directory); errSecInteractionNotAllowed means the keyring is
+// locked. A call to the Secret Service waits at most D-Bus's timeout (25 s).
+//
+// Threads: any thread; operations are serialised within the process (libsecret is called
+// under that lock; it calls no application code), and files are only ever replaced whole, so
+// other processes see an item before or after a change.
 
 #include <optional>
 #include <string>
@@ -23,9 +37,9 @@
 
 class OVN_EXPORT OVNSecureStore {
  public:
-  enum class Backend { file };
+  enum class Backend { file, secretService };
 
-  //! The backend operations go to: the one chosen, else the best available.
+  //! The backend operations go to: the one chosen, else the best available (probed once).
   static Backend activeBackend();
   //! Chooses a backend (tests and headless services pick the file store on purpose); none
   //! chooses automatically again.
