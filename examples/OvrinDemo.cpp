@@ -3,7 +3,8 @@
 // worked model set off the main thread, the objects described, serialized back and archived, a mapped object watched
 // through an observation controller, the logger writing its file, and one real HTTP call to
 // a server on the loopback interface through the session manager, asked twice: the second
-// answer comes from the library's HTTP response cache.
+// answer comes from the library's HTTP response cache; last, an OAuth 2.0 sign-in, a
+// protected call and a sign-out.
 #include <httplib.h>
 
 #include <atomic>
@@ -17,6 +18,7 @@
 
 #include "Categories/NSObject+OvrinCore.h"
 #include "DemoMainJob.h"
+#include "DemoOAuth.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
 #include "Networking/OVNRequest.h"
@@ -235,5 +237,8 @@ int main() {
   }
   std::printf("\n8. A real HTTP call to a loopback server, and the same call again\n");
   const bool fetched = fetchFromLoopbackServer();
-  return mainJob && done && written && restored && fetched ? 0 : 1;
+
+  std::printf("\n9. Signing in with OAuth 2.0, a protected call, and signing out\n");
+  const bool oauth = demonstrateOAuth();
+  return mainJob && done && written && restored && fetched && oauth ? 0 : 1;
 }

@@ -1,11 +1,15 @@
 // ovrin: a command-line client of the weather service, built on OvrinCore.
 //
 //   ovrin get PATH [--param k=v ...] [--base-url URL] [--client-id ID --client-secret SECRET]
-//                  [--map observations|forecasts|places [--json]]
+//                  [--map observations|forecasts|places [--json]] [--oauth]
+//   ovrin login [--username U --password P] [--base-url URL] [--client-id ID --client-secret S]
+//   ovrin logout
 //
 // Without --base-url it starts the local weather service in this process and asks it, so it
 // works on a machine with nothing else running. Credentials come from the options, else from
-// OVRIN_CLIENT_ID / OVRIN_CLIENT_SECRET, else (for the local service) its own.
+// OVRIN_CLIENT_ID / OVRIN_CLIENT_SECRET (OVRIN_USERNAME / OVRIN_PASSWORD for login), else
+// (for the local service) its own. `login` keeps the OAuth credential in the secure store,
+// where `get --oauth` in a later run finds it.
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -13,10 +17,12 @@
 #include <string_view>
 #include <vector>
 
+#include "CredentialText.h"
 #include "LocalWeatherService.h"
 #include "OVNApiClient.h"
 #include "OVNApiEndpoint.h"
 #include "OVNApiResponse.h"
+#include "OVNOAuthApiClient.h"
 #include "Observation.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Network/OVNURL.h"
@@ -24,6 +30,8 @@
 #include "Platform/Objects/OVNError.h"
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/Serialization/OVNJSONSerialization.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/System/OVNSecureStore.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
@@ -43,11 +51,19 @@ enum ExitStatus : int {
 };
 
 constexpr double replyTimeoutSeconds = 60.0;
+// Names the command's stored credential: "com.ovrinweather.ovrin.CommandOAuthClient.credential".
+constexpr const char* commandBundleIdentifier = "com.ovrinweather.ovrin";
+// The scope the command asks for when it signs in on its own.
+constexpr const char* commandScope = "read";
 
 constexpr const char* usageText = R"(usage: ovrin get PATH [options]
+       ovrin login [--username USER --password PASSWORD] [options]
+       ovrin logout
 
-Sends GET PATH (relative to the base URL) to the weather service and prints the reply's
-envelope as JSON, or, with --map, the typed objects the reply maps into.
+get sends GET PATH (relative to the base URL) to the weather service and prints the reply's
+envelope as JSON, or, with --map, the typed objects the reply maps into. login signs in
+with OAuth 2.0 (the password grant at /oauth) and keeps the credential in the secure store
+(the desktop's Secret Service, else private files); logout deletes it.
 
 options:
   --param KEY=VALUE        a request parameter; repeat for more (an "action" parameter
@@ -58,6 +74,11 @@ options:
   --client-secret SECRET   the client secret (else $OVRIN_CLIENT_SECRET)
   --map FAMILY             map the reply: observations, forecasts or places; print a table
   --json                   with --map, print the mapped objects as JSON instead
+  --oauth                  get as an OAuth client: with the access token of the stored
+                           credential (signing in with a client-credentials grant when
+                           there is none) instead of the client ID and secret
+  --username USER          login: the resource owner (else $OVRIN_USERNAME)
+  --password PASSWORD      login: the password (else $OVRIN_PASSWORD)
   --help                   this text
 
 exit status: 0 success, 1 bad usage, 2 bad URL, 3 host unreachable or other transport
@@ -67,16 +88,23 @@ examples:
   ovrin get observations/austin,tx
   ovrin get observations --param action=closest --param p=40.7,-74.0 --param limit=3 --map observations
   ovrin get forecasts/paris,fr --map forecasts --json
+  ovrin login --base-url http://127.0.0.1:8080/ && ovrin get account --oauth --base-url http://127.0.0.1:8080/
 )";
 
+enum class Command { get, login, logout };
+
 struct Options {
+  Command command = Command::get;
   std::string path;
   OVNDictionaryRef parameters = OVNDictionary::make();
   std::optional<std::string> baseURL;
   std::optional<std::string> clientID;
   std::optional<std::string> clientSecret;
   std::optional<std::string> family;
+  std::optional<std::string> username;
+  std::optional<std::string> password;
   bool json = false;
+  bool oauth = false;
   bool help = false;
 };
 
@@ -86,6 +114,11 @@ class CommandClient : public OVNApiClient {
 
  public:
   void setupMappings() override { (void)registerWeatherMappings(*mapper()); }
+};
+
+// The command's OAuth client: every resource of the service is protected.
+class CommandOAuthClient : public OVNOAuthApiClient {
+  OVN_CLASS(CommandOAuthClient, OVNOAuthApiClient)
 };
 
 // Endpoints of the command go through the one client it made.
@@ -123,6 +156,11 @@ std::optional<std::string> parseArguments(const std::vector<std::string_view>& a
       options.help = true;
     } else if (argument == "--json") {
       options.json = true;
+    } else if (argument == "--oauth") {
+      options.oauth = true;
+    } else if (argument == "--username" || argument == "--password") {
+      if (!(value = next())) return std::string(argument) + " needs a value";
+      (argument == "--username" ? options.username : options.password) = value;
     } else if (argument == "--param" || argument == "--base-url" || argument == "--client-id" ||
                argument == "--client-secret" || argument == "--map") {
       if (!(value = next())) return std::string(argument) + " needs a value";
@@ -146,8 +184,13 @@ std::optional<std::string> parseArguments(const std::vector<std::string_view>& a
     }
   }
   if (options.help) return std::nullopt;
-  if (positional.size() != 2 || positional[0] != "get") return "expected: ovrin get PATH";
+  if (positional.size() == 1 && (positional[0] == "login" || positional[0] == "logout")) {
+    options.command = positional[0] == "login" ? Command::login : Command::logout;
+    return std::nullopt;
+  }
+  if (positional.size() != 2 || positional[0] != "get") return "expected: ovrin get PATH, ovrin login or ovrin logout";
   options.path = positional[1];
+  if (options.oauth && options.family) return "--map does not go with --oauth";
   if (options.family && *options.family != "observations" && *options.family != "forecasts" &&
       *options.family != "places") {
     return "--map takes observations, forecasts or places, not " + *options.family;
@@ -166,8 +209,8 @@ int failureFor(const OVNError& error) {
   if (error.domain() == OVNApiErrorDomain && error.code() == OVNApiErrorCodeInvalidResponse) {
     return fail(exitMalformedReply, "the reply is not the service's JSON: " + reason);
   }
-  return fail(exitServiceError, "the service answered with an error (code " + std::to_string(error.code()) +
-                                    "): " + reason);
+  return fail(exitServiceError,
+              "the service answered with an error (code " + std::to_string(error.code()) + "): " + reason);
 }
 
 void printJSON(const OVNValue& value) {
@@ -180,9 +223,10 @@ int printEnvelope(const std::shared_ptr<OVNApiResponse>& response) {
   if (const auto& failure = response->error()) {
     error = OVNDictionary::make({{"code", failure->code()}, {"description", failure->localizedDescription()}});
   }
-  printJSON(OVNDictionary::make({{"success", response->isSuccessful()},
-                                 {"error", error},
-                                 {"response", response->response().isPresent() ? response->response() : OVNValue::null()}}));
+  printJSON(
+      OVNDictionary::make({{"success", response->isSuccessful()},
+                           {"error", error},
+                           {"response", response->response().isPresent() ? response->response() : OVNValue::null()}}));
   return response->error() ? failureFor(*response->error()) : exitSuccess;
 }
 
@@ -225,12 +269,98 @@ int printMapped(const OVNApiEndpointResultRef& result, const Options& options) {
   return exitSuccess;
 }
 
-int get(const Options& options, const std::string& baseURL) {
+// The base URL when it is an http or https URL with a host; null otherwise.
+std::shared_ptr<OVNURL> serviceURL(const std::string& baseURL) {
   auto url = OVNURL::URLWithString(baseURL);
   const std::string scheme = url && url->scheme() ? *url->scheme() : "";
-  if (!url || (scheme != "http" && scheme != "https") || !url->host() || url->host()->empty()) {
-    return fail(exitBadURL, "not an http or https URL: " + baseURL);
+  if (!url || (scheme != "http" && scheme != "https") || !url->host() || url->host()->empty()) return nullptr;
+  return url;
+}
+
+int noReply() {
+  return fail(exitUnreachable, "no reply within " + std::to_string(static_cast<int>(replyTimeoutSeconds)) + " s");
+}
+
+// What a sign-in gave. An error reply calls back twice (the error, then a credential without
+// a token that the client has stored); only a credential with a token counts.
+struct SignIn {
+  OVNOAuthCredentialRef credential;
+  std::shared_ptr<OVNError> refusal;
+  bool answered = false;
+
+  void record(const OVNOAuthCredentialRef& received, const std::shared_ptr<OVNError>& error) {
+    if (received) credential = received;
+    if (error && !refusal) refusal = error;
+    answered = true;
   }
+  bool succeeded() const { return !refusal && credential && credential->accessToken(); }
+};
+
+// Waits for the sign-in; on failure, forgets what it stored and says why.
+std::optional<int> awaitSignIn(CommandOAuthClient& client, const SignIn& signIn) {
+  if (!OVNRunLoop::main().runUntil([&] { return signIn.answered; }, replyTimeoutSeconds)) return noReply();
+  if (signIn.succeeded()) return std::nullopt;
+  client.unauthenticateWithCompletion(nullptr);
+  if (signIn.refusal) return fail(exitServiceError, "sign-in refused: " + signIn.refusal->localizedDescription());
+  return fail(exitUnreachable, "no readable reply from the token endpoint at " + client.baseURL()->absoluteString() +
+                                   client.authenticationPath().substr(1));
+}
+
+int login(CommandOAuthClient& client, const std::string& username, const std::string& password) {
+  SignIn signIn;
+  client.authenticateUsingOAuthWithUsername(
+      username, password, [&](const auto& credential, const auto& error) { signIn.record(credential, error); });
+  if (auto failed = awaitSignIn(client, signIn)) return *failed;
+  auto stored = OVNOAuthCredential::retrieveCredentialWithIdentifier(client.credentialIdentifier());
+  std::printf("signed in as %s\nthe credential is kept in %s, as \"%s\":\n  %s\n", username.c_str(),
+              whereSecretsLive().c_str(), client.credentialIdentifier().c_str(),
+              stored ? maskedCredentialDescription(*stored).c_str() : "(it could not be stored)");
+  return stored ? exitSuccess : fail(exitServiceError, "the credential could not be stored");
+}
+
+int logout(CommandOAuthClient& client) {
+  const bool held = client.oauthCredential() != nullptr;
+  client.unauthenticateWithCompletion(nullptr);
+  std::printf(
+      held ? "signed out: the stored credential \"%s\" was deleted\n" : "not signed in: nothing is stored as \"%s\"\n",
+      client.credentialIdentifier().c_str());
+  return exitSuccess;
+}
+
+// GET with the stored credential's token. Without a credential, a client-credentials grant
+// first. A stored credential read back has no expiration, so the first call refreshes it
+// while carrying the old token; when that call fails, it is asked once more with the new one.
+int getWithOAuth(CommandOAuthClient& client, const Options& options) {
+  if (!client.oauthCredential()) {
+    SignIn signIn;
+    (void)client.authenticateUsingOAuthWithURLString(
+        client.authenticationPath(), std::string(commandScope),
+        [&](const OVNOAuthCredentialRef& credential) { signIn.record(credential, nullptr); },
+        [&](const std::shared_ptr<OVNError>& error) { signIn.record(nullptr, error); });
+    if (auto failed = awaitSignIn(client, signIn)) return *failed;
+  }
+  // The parameters travel in the resource's own query: given separately, they would be glued
+  // onto the token.
+  std::string resource = options.path;
+  if (options.parameters->count() > 0) {
+    resource +=
+        (resource.find('?') == std::string::npos ? "?" : "&") + client.queryStringFromParameters(options.parameters);
+  }
+  auto send = [&]() -> std::shared_ptr<OVNApiResponse> {
+    std::shared_ptr<OVNApiResponse> response;
+    (void)client.GET(resource, nullptr, [&](const auto& reply) { response = reply; });
+    OVNRunLoop::main().runUntil([&] { return response != nullptr; }, replyTimeoutSeconds);
+    return response;
+  };
+  const auto before = client.oauthCredential();
+  auto response = send();
+  if (response && response->error() && client.oauthCredential() != before) response = send();
+  return response ? printEnvelope(response) : noReply();
+}
+
+int get(const Options& options, const std::string& baseURL) {
+  auto url = serviceURL(baseURL);
+  if (!url) return fail(exitBadURL, "not an http or https URL: " + baseURL);
   commandClient = OVNApiClient::initWithBaseURL<CommandClient>(url);
   int status = exitUsage;
   bool done = false;
@@ -247,15 +377,14 @@ int get(const Options& options, const std::string& baseURL) {
       done = true;
     });
   }
-  if (!OVNRunLoop::main().runUntil([&] { return done; }, replyTimeoutSeconds)) {
-    return fail(exitUnreachable, "no reply within " + std::to_string(static_cast<int>(replyTimeoutSeconds)) + " s");
-  }
+  if (!OVNRunLoop::main().runUntil([&] { return done; }, replyTimeoutSeconds)) return noReply();
   return status;
 }
 
 }  // namespace
 
 OVN_PROPERTIES(CommandClient)
+OVN_PROPERTIES(CommandOAuthClient)
 OVN_PROPERTIES(CommandEndpoint)
 
 int main(int argc, char** argv) {
@@ -269,6 +398,13 @@ int main(int argc, char** argv) {
     std::printf("%s", usageText);
     return exitSuccess;
   }
+  // The command's stored credential is named after it.
+  if (!OVNBundle::mainBundle()->bundleIdentifier()) {
+    OVNBundle::mainBundle()->setInfoValue("CFBundleIdentifier", std::string(commandBundleIdentifier));
+  }
+  if (options.command == Command::logout) {
+    return logout(*OVNOAuthApiClient::initWithBaseURL<CommandOAuthClient>(nullptr));
+  }
   std::optional<LocalWeatherService> local;
   if (!options.baseURL) {
     local.emplace();
@@ -281,5 +417,19 @@ int main(int argc, char** argv) {
   if (local && !clientID) clientID = localCredentials.clientId;
   if (local && !clientSecret) clientSecret = localCredentials.clientSecret;
   if (clientID && clientSecret) OVNApiClient::configureWithClientID<CommandClient>(*clientID, *clientSecret);
-  return get(options, *options.baseURL);
+  if (options.command == Command::get && !options.oauth) return get(options, *options.baseURL);
+
+  auto url = serviceURL(*options.baseURL);
+  if (!url) return fail(exitBadURL, "not an http or https URL: " + *options.baseURL);
+  auto client = OVNOAuthApiClient::initWithBaseURL<CommandOAuthClient>(url);
+  client->setClientID(clientID);
+  client->setClientSecret(clientSecret);
+  if (options.command == Command::get) return getWithOAuth(*client, options);
+  auto username = options.username ? options.username : environment("OVRIN_USERNAME");
+  auto password = options.password ? options.password : environment("OVRIN_PASSWORD");
+  if (local && !username) username = localCredentials.username;
+  if (local && !password) password = localCredentials.password;
+  if (!username || !password)
+    return fail(exitUsage, "login needs --username and --password (or $OVRIN_USERNAME and $OVRIN_PASSWORD)");
+  return login(*client, *username, *password);
 }
