@@ -1,5 +1,6 @@
 // The OAuth client against the local weather service's token endpoint (real grants over
-// HTTP) and against handlers written here (replies the service would never give).
+// HTTP) and against handlers written here (replies the service would never give), with the
+// credential in each secure store backend: the file store and a private gnome-keyring.
 
 #include <gtest/gtest.h>
 
@@ -20,10 +21,10 @@
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNFileManager.h"
-#include "Platform/System/OVNSecureStore.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNDictionary.h"
 #include "Support/HttpTestServer.h"
+#include "Support/IsolatedSecureStore.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -53,17 +54,11 @@ struct Outcome {
   OVNOAuthCredentialRef credential;
 };
 
-class OVNOAuthApiClientTest : public ::testing::Test {
+class OVNOAuthApiClientTest : public ::testing::TestWithParam<OVNSecureStore::Backend> {
  protected:
   OVNOAuthApiClientTest() {
-    OVNSecureStore::setBackend(OVNSecureStore::Backend::file);
-    OVNSecureStore::setFileStoreDirectory(store.path());
     service.start();
     client = makeClient(service.baseURL());
-  }
-  ~OVNOAuthApiClientTest() override {
-    OVNSecureStore::setFileStoreDirectory(std::nullopt);
-    OVNSecureStore::setBackend(std::nullopt);
   }
 
   static std::shared_ptr<PublicResourcesClient> makeClient(const std::string& baseURL) {
@@ -91,6 +86,14 @@ class OVNOAuthApiClientTest : public ::testing::Test {
     return outcome;
   }
 
+  // The demo user's password grant; the credential, or null.
+  static OVNOAuthCredentialRef signIn(OVNOAuthApiClient& on) {
+    return token([&](auto s, auto f) {
+             on.authenticateUsingOAuthWithURLString("/oauth", username, password, std::nullopt, s, f);
+           })
+        .credential;
+  }
+
   static std::shared_ptr<OVNApiResponse> perform(OVNOAuthApiClient& on, const std::string& resource,
                                                  const std::string& method,
                                                  const OVNDictionaryRef& parameters = nullptr) {
@@ -101,7 +104,7 @@ class OVNOAuthApiClientTest : public ::testing::Test {
     return response;
   }
 
-  TemporaryDirectory store{"ovrin-oauth-store"};
+  IsolatedSecureStore store{GetParam()};  // first: before anything reaches the session bus
   LocalWeatherService service;
   std::shared_ptr<PublicResourcesClient> client;
 };
@@ -114,7 +117,7 @@ OVNDictionaryRef form(std::initializer_list<std::pair<std::string, OVNValue>> en
 
 OVN_PROPERTIES(PublicResourcesClient)
 
-TEST_F(OVNOAuthApiClientTest, EveryGrantSignsInOverHTTPWithEitherClientAuthentication) {
+TEST_P(OVNOAuthApiClientTest, EveryGrantSignsInOverHTTPWithEitherClientAuthentication) {
   using Success = OVNOAuthApiClient::SuccessHandler;
   using Failure = OVNOAuthApiClient::FailureHandler;
   for (const bool basic : {true, false}) {
@@ -158,7 +161,7 @@ TEST_F(OVNOAuthApiClientTest, EveryGrantSignsInOverHTTPWithEitherClientAuthentic
   }
 }
 
-TEST_F(OVNOAuthApiClientTest, AnErrorReplyCallsFailureThenSuccessAndReplacesTheStoredCredential) {
+TEST_P(OVNOAuthApiClientTest, AnErrorReplyCallsFailureThenSuccessAndReplacesTheStoredCredential) {
   bool done = false;
   std::vector<std::string> seen;
   client->authenticateUsingOAuthWithUsername(
@@ -177,9 +180,7 @@ TEST_F(OVNOAuthApiClientTest, AnErrorReplyCallsFailureThenSuccessAndReplacesTheS
   EXPECT_EQ(stored->accessToken(), std::nullopt);
 
   // A revoked refresh token is refused the same way.
-  ASSERT_TRUE(token([&](auto s, auto f) {
-                client->authenticateUsingOAuthWithURLString("/oauth", username, password, std::nullopt, s, f);
-              }).credential);
+  ASSERT_TRUE(signIn(*client));
   const auto refreshToken = *client->oauthCredential()->refreshToken();
   service.revokeTokens();
   const auto revoked = token(
@@ -189,7 +190,7 @@ TEST_F(OVNOAuthApiClientTest, AnErrorReplyCallsFailureThenSuccessAndReplacesTheS
   EXPECT_EQ(revoked.error->userInfo()->objectForKey(OVNLocalizedDescriptionKey).isPresent(), true);
 }
 
-TEST_F(OVNOAuthApiClientTest, TokenRepliesOfEveryShapeGiveTheDescribedResultAndNeverCrash) {
+TEST_P(OVNOAuthApiClientTest, TokenRepliesOfEveryShapeGiveTheDescribedResultAndNeverCrash) {
   struct Case {
     const char* body;
     std::vector<std::string> calls;
@@ -262,7 +263,7 @@ TEST_F(OVNOAuthApiClientTest, TokenRepliesOfEveryShapeGiveTheDescribedResultAndN
   }
 }
 
-TEST_F(OVNOAuthApiClientTest, RefreshingAsksForANewTokenOnlyWhenTheCredentialHasExpired) {
+TEST_P(OVNOAuthApiClientTest, RefreshingAsksForANewTokenOnlyWhenTheCredentialHasExpired) {
   std::vector<std::pair<OVNOAuthCredentialRef, std::shared_ptr<OVNError>>> results;
   const auto record = [&](const OVNOAuthCredentialRef& credential, const std::shared_ptr<OVNError>& error) {
     results.emplace_back(credential, error);
@@ -292,15 +293,13 @@ TEST_F(OVNOAuthApiClientTest, RefreshingAsksForANewTokenOnlyWhenTheCredentialHas
   EXPECT_EQ(client->oauthCredential(), results[2].first);
 }
 
-TEST_F(OVNOAuthApiClientTest, ProtectedRequestsCarryTheTokenAndEveryMethodIsSentAsGET) {
+TEST_P(OVNOAuthApiClientTest, ProtectedRequestsCarryTheTokenAndEveryMethodIsSentAsGET) {
   // Without a credential the request goes out all the same, and the service refuses it.
   auto refused = perform(*client, "observations/austin,tx", "GET");
   ASSERT_TRUE(refused);
   EXPECT_FALSE(refused->isSuccessful());
 
-  ASSERT_TRUE(token([&](auto s, auto f) {
-                client->authenticateUsingOAuthWithURLString("/oauth", username, password, std::nullopt, s, f);
-              }).credential);
+  ASSERT_TRUE(signIn(*client));
   auto account = perform(*client, "account", "GET");
   ASSERT_TRUE(account);
   EXPECT_TRUE(account->isSuccessful()) << account->description();
@@ -345,7 +344,7 @@ TEST_F(OVNOAuthApiClientTest, ProtectedRequestsCarryTheTokenAndEveryMethodIsSent
                   }));
 }
 
-TEST_F(OVNOAuthApiClientTest, PublicResourcePatternsFollowTheirRules) {
+TEST_P(OVNOAuthApiClientTest, PublicResourcePatternsFollowTheirRules) {
   struct Case {
     OVNArrayRef resources;
     const char* resource;
@@ -372,7 +371,7 @@ TEST_F(OVNOAuthApiClientTest, PublicResourcePatternsFollowTheirRules) {
   }
 }
 
-TEST_F(OVNOAuthApiClientTest, BuildsURLsAndAuthorizationHeaders) {
+TEST_P(OVNOAuthApiClientTest, BuildsURLsAndAuthorizationHeaders) {
   EXPECT_EQ(client->URLStringByAppendingAccessToken("a?b=1"), "a?b=1");  // not authenticated
   auto credential = OVNOAuthCredential::credentialWithOAuthToken("t+k", "bEaReR");
   credential->setExpiration(OVNDate::distantFuture());
@@ -398,13 +397,11 @@ TEST_F(OVNOAuthApiClientTest, BuildsURLsAndAuthorizationHeaders) {
             (bundle ? *bundle : std::string("(null)")) + ".PublicResourcesClient.credential");
 }
 
-TEST_F(OVNOAuthApiClientTest, ACredentialOutlivesItsClientUntilSignedOutAndNoSecretIsLogged) {
+TEST_P(OVNOAuthApiClientTest, ACredentialOutlivesItsClientUntilSignedOutAndNoSecretIsLogged) {
   TemporaryDirectory documents("ovrin-oauth-log");
   OVNFileManager::setDocumentationDirectory(documents.path());
   OVNLogger::enableLogToFile();
-  ASSERT_TRUE(token([&](auto s, auto f) {
-                client->authenticateUsingOAuthWithURLString("/oauth", username, password, std::nullopt, s, f);
-              }).credential);
+  ASSERT_TRUE(signIn(*client));
   const std::string accessToken = *client->oauthCredential()->accessToken();
   auto again = makeClient(service.baseURL());
   ASSERT_TRUE(again->oauthCredential());
@@ -418,9 +415,7 @@ TEST_F(OVNOAuthApiClientTest, ACredentialOutlivesItsClientUntilSignedOutAndNoSec
   again->resources = OVNArray::make({OVNValue("account")});
   failed = perform(*again, "account", "GET");
   ASSERT_TRUE(failed && failed->error());
-  (void)token([&](auto s, auto f) {
-    again->authenticateUsingOAuthWithURLString("/oauth", username, password, std::nullopt, s, f);
-  });
+  (void)signIn(*again);
   OVNLogger::synchronizeLogFile();
   std::stringstream log;
   log << std::ifstream(*OVNLogger::logFilePath()).rdbuf();
@@ -437,3 +432,7 @@ TEST_F(OVNOAuthApiClientTest, ACredentialOutlivesItsClientUntilSignedOutAndNoSec
   EXPECT_EQ(OVNOAuthCredential::retrieveCredentialWithIdentifier(client->credentialIdentifier()), nullptr);
   OVNFileManager::setDocumentationDirectory(std::nullopt);
 }
+
+INSTANTIATE_TEST_SUITE_P(Backends, OVNOAuthApiClientTest,
+                         ::testing::Values(OVNSecureStore::Backend::file, OVNSecureStore::Backend::secretService),
+                         [](const auto& info) { return IsolatedSecureStore::nameOf(info.param); });
