@@ -59,6 +59,8 @@ constexpr std::int32_t requestLogLine = 429;
 constexpr const char* tokenLogFunction =
     "-[OVNOAuthApiClient authenticateUsingOAuthWithURLString:parameters:success:failure:]_block_invoke";
 constexpr std::int32_t tokenLogLine = 300;
+constexpr const char* storeLogFunction = "-[OVNOAuthApiClient setOauthCredential:]";
+constexpr std::int32_t storeLogLine = 120;
 
 // What replaces a secret's value in a logged URL.
 constexpr const char* hiddenValue = "<hidden>";
@@ -244,10 +246,14 @@ void OVNOAuthApiClient::setOauthCredential(OVNOAuthCredentialRef credential) {
     identifier = credentialIdentifier_;
   }
   // The store is reached outside the lock: it may wait on the desktop's secret service.
-  if (credential) {
-    (void)OVNOAuthCredential::storeCredential(credential, identifier);
-  } else {
+  if (!credential) {
     (void)OVNOAuthCredential::deleteCredentialWithIdentifier(identifier);
+  } else if (!OVNOAuthCredential::storeCredential(credential, identifier)) {
+    // Kept in memory all the same; say why a later run will not find it (never the token).
+    OVNLogger::logWithFile(OVNLogLevelWarn, requestLogFile, storeLogFunction, storeLogLine,
+                           "OAuth: the credential could not be stored as \"%@\" (the secure store is unavailable "
+                           "or locked, or holds an item there that cannot be read)",
+                           identifier);
   }
 }
 

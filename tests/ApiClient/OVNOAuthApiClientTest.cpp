@@ -21,8 +21,11 @@
 #include "Platform/Objects/OVNProperties.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNFileManager.h"
+#include "Platform/System/OVNSecItem.h"
 #include "Platform/Values/OVNArray.h"
+#include "Platform/Values/OVNData.h"
 #include "Platform/Values/OVNDictionary.h"
+#include "Support/ConsoleCapture.h"
 #include "Support/HttpTestServer.h"
 #include "Support/IsolatedSecureStore.h"
 #include "Support/TemporaryDirectory.h"
@@ -342,6 +345,23 @@ TEST_P(OVNOAuthApiClientTest, ProtectedRequestsCarryTheTokenAndEveryMethodIsSent
                       "GET /public?&client_id=demo-client&client_secret=demo-secret  application/json " + jsonLength,
                       "GET /stations?access_token=tokq=1   ",
                   }));
+}
+
+TEST_P(OVNOAuthApiClientTest, ACredentialThatCannotBeStoredIsKeptInMemoryAndSaidSo) {
+  // An item another program left under the client's identifier is not replaced.
+  auto foreign = OVNKeychainQueryDictionaryWithIdentifier(client->credentialIdentifier())->mutableCopy();
+  foreign->set(kSecValueData, OVNValue(OVNData::fromString("not an archive")));
+  ASSERT_EQ(OVNSecureStore::itemAdd(foreign), errSecSuccess);
+  ConsoleCapture console;
+  const auto credential = signIn(*client);
+  ASSERT_TRUE(credential && credential->accessToken());
+  EXPECT_TRUE(client->isAuthenticated());
+  bool warned = false;
+  for (const auto& line : console.lines()) {
+    warned = warned || line.find("could not be stored as \"" + client->credentialIdentifier()) != std::string::npos;
+    EXPECT_EQ(line.find(*credential->accessToken()), std::string::npos) << line;
+  }
+  EXPECT_TRUE(warned);
 }
 
 TEST_P(OVNOAuthApiClientTest, PublicResourcePatternsFollowTheirRules) {
