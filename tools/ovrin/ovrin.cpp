@@ -315,6 +315,10 @@ int login(CommandOAuthClient& client, const std::string& username, const std::st
   std::printf("signed in as %s\nthe credential is kept in %s, as \"%s\":\n  %s\n", username.c_str(),
               whereSecretsLive().c_str(), client.credentialIdentifier().c_str(),
               stored ? maskedCredentialDescription(*stored).c_str() : "(it could not be stored)");
+  // The stored copy was written before its expiration was set, so it shows none.
+  const auto& expiration = signIn.credential->expiration();
+  std::printf("the access token expires at %s\n",
+              expiration ? expiration->description().c_str() : "(not said by the service)");
   return stored ? exitSuccess : fail(exitServiceError, "the credential could not be stored");
 }
 
