@@ -131,6 +131,9 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
   //! Wraps the JSON reply in a response of responseClass() (with an error when it is no
   //! JSON object) and calls the completion.
   void deliverSuccess(const OVNValue& json, const Completion& completion) const;
+  //! `path` resolved against baseURL (RFC 3986) as an absolute URL string; text that is no
+  //! URL reference as it is.
+  std::string resolvedURLString(std::string_view path) const;
 
  private:
   static std::shared_ptr<OVNApiClient> sharedClient(const OVNClass& receiver,
@@ -139,7 +142,6 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
   static std::shared_ptr<OVNURLSessionConfiguration> defaultIfNull(
       std::shared_ptr<OVNURLSessionConfiguration> configuration);
   void finishInitialising(std::shared_ptr<OVNURL> baseURL);
-  std::string resolvedURLString(std::string_view path) const;
   void deliverFailure(const std::shared_ptr<OVNURLSessionTask>& task, const std::shared_ptr<OVNError>& error,
                       const Completion& completion) const;
 

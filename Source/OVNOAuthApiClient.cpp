@@ -140,15 +140,11 @@ std::string withSecretsHidden(std::string url) {
 
 std::string separatorFor(std::string_view url) { return url.find('?') == std::string_view::npos ? "?" : "&"; }
 
-bool endsWith(std::string_view text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
-
 // Whether the public-resource pattern covers the resource (rules kept as they have always been).
 bool patternMatches(std::string_view pattern, std::string_view resource) {
   constexpr std::string_view anyBelow = "/*";
-  if (resource == pattern || endsWith(resource, pattern)) return true;
-  if (endsWith(pattern, anyBelow)) return resource != pattern.substr(0, pattern.size() - anyBelow.size());
+  if (resource == pattern || resource.ends_with(pattern)) return true;
+  if (pattern.ends_with(anyBelow)) return resource != pattern.substr(0, pattern.size() - anyBelow.size());
   return resource.find(defaultAuthenticationPath) != std::string_view::npos;
 }
 
@@ -562,11 +558,4 @@ std::optional<std::string> OVNOAuthApiClient::authorizationHeaderValueWithCreden
     return std::nullopt;
   }
   return OVNFormat("Bearer %@", valueOf(credential->accessToken()));
-}
-
-std::string OVNOAuthApiClient::resolvedURLString(std::string_view URLString) const {
-  auto base = baseURL();
-  auto resolved = base ? OVNURL::URLWithString(URLString, base) : OVNURL::URLWithString(URLString);
-  // Text that is no URL reference goes on as it is; the task then fails with a bad URL.
-  return resolved ? resolved->absoluteURL()->absoluteString() : std::string(URLString);
 }

@@ -223,7 +223,6 @@ class OVN_EXPORT OVNOAuthApiClient : public OVNApiClient {
                                            bool isProtected, const Completion& completion);
   //! Hands the JSON reply, or the failure (logged), to the completion on the main queue.
   void deliverRepliesOf(const std::shared_ptr<OVNRequest>& request, const Completion& completion) const;
-  std::string resolvedURLString(std::string_view URLString) const;
 
   mutable std::mutex fieldsMutex_;  // guards the fields below, never held while calling out
   bool useHTTPBasicAuthentication_ = true;
