@@ -47,14 +47,15 @@ ClassTables& tables() {
   return *made;
 }
 
-// The error a reply failed with. The serializers see no transport error (the per-task
-// delegates never keep one), so a task that failed or was cancelled is asked itself.
-std::shared_ptr<OVNError> failureOf(const OVNResponse& reply, const std::shared_ptr<OVNURLSessionTask>& task) {
+}  // namespace
+
+// The serializers see no transport error (the per-task delegates never keep one), so a task
+// that failed or was cancelled is asked itself.
+std::shared_ptr<OVNError> OVNApiClient::failureOf(const OVNResponse& reply,
+                                                  const std::shared_ptr<OVNURLSessionTask>& task) {
   if (reply.error()) return reply.error();
   return task ? task->error() : nullptr;
 }
-
-}  // namespace
 
 // ---- class level --------------------------------------------------------------------------
 

@@ -25,6 +25,7 @@
 #include "Platform/Network/OVNURL.h"
 
 class OVNApiResponse;
+class OVNResponse;
 class OVNPropertyMapper;
 class OVNURLSessionTask;
 
@@ -131,6 +132,8 @@ class OVN_EXPORT OVNApiClient : public OVNURLSessionManager {
   //! Wraps the JSON reply in a response of responseClass() (with an error when it is no
   //! JSON object) and calls the completion.
   void deliverSuccess(const OVNValue& json, const Completion& completion) const;
+  //! The error a reply failed with: the serializer's, else the task's own; null on success.
+  static std::shared_ptr<OVNError> failureOf(const OVNResponse& reply, const std::shared_ptr<OVNURLSessionTask>& task);
   //! `path` resolved against baseURL (RFC 3986) as an absolute URL string; text that is no
   //! URL reference as it is.
   std::string resolvedURLString(std::string_view path) const;

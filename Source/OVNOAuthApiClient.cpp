@@ -317,12 +317,13 @@ std::shared_ptr<OVNRequest> OVNOAuthApiClient::authenticateUsingOAuthWithURLStri
   const std::string url = resolvedURLString(URLString);
   auto request = requestWithMethod(OVNRequestMethodPOST, url, sent, OVNParameterEncodingURL, headers);
   auto self = std::static_pointer_cast<OVNOAuthApiClient>(shared_from_this());
+  auto task = request->task();
   request->responseAsJSON(nullptr, OVNJSONReadingFragmentsAllowed,
-                          [self, sent, success, failure, url](const std::shared_ptr<OVNResponse>& reply) {
-                            if (reply->error()) {
+                          [self, task, sent, success, failure, url](const std::shared_ptr<OVNResponse>& reply) {
+                            if (auto error = failureOf(*reply, task)) {
                               OVNLogger::logWithFile(OVNLogLevelError, requestLogFile, tokenLogFunction, tokenLogLine,
                                                      "**ERROR** token request: %@, error: %@", withSecretsHidden(url),
-                                                     reply->error()->localizedDescription());
+                                                     error->localizedDescription());
                             }
                             self->handleTokenReply(*reply, sent, success, failure);
                           });
@@ -356,16 +357,21 @@ void OVNOAuthApiClient::handleTokenReply(const OVNResponse& reply, const OVNDict
 void OVNOAuthApiClient::authenticateUsingOAuthWithUsername(std::string_view username, std::string_view password,
                                                            CredentialCompletion completion) {
   setOauthCredential(nullptr);
+  auto [success, failure] = reportingTo(std::move(completion));
+  (void)authenticateUsingOAuthWithURLString(authenticationPath(), username, password, std::string(), std::move(success),
+                                            std::move(failure));
+}
+
+std::pair<OVNOAuthApiClient::SuccessHandler, OVNOAuthApiClient::FailureHandler> OVNOAuthApiClient::reportingTo(
+    CredentialCompletion completion) {
   auto self = std::static_pointer_cast<OVNOAuthApiClient>(shared_from_this());
-  (void)authenticateUsingOAuthWithURLString(
-      authenticationPath(), username, password, std::string(),
-      [self, completion](const OVNOAuthCredentialRef& credential) {
-        self->setOauthCredential(credential);
-        if (completion) completion(credential, nullptr);
-      },
-      [completion](const std::shared_ptr<OVNError>& error) {
-        if (completion) completion(nullptr, error);
-      });
+  return {[self, completion](const OVNOAuthCredentialRef& credential) {
+            self->setOauthCredential(credential);
+            if (completion) completion(credential, nullptr);
+          },
+          [completion](const std::shared_ptr<OVNError>& error) {
+            if (completion) completion(nullptr, error);
+          }};
 }
 
 std::shared_ptr<OVNRequest> OVNOAuthApiClient::refreshAccessTokenWithCompletion(CredentialCompletion completion) {
@@ -382,16 +388,9 @@ std::shared_ptr<OVNRequest> OVNOAuthApiClient::refreshAccessTokenWithCompletion(
     return nullptr;
   }
   // A client-credentials grant, on purpose: the refresh token is not used here.
-  auto self = std::static_pointer_cast<OVNOAuthApiClient>(shared_from_this());
-  return authenticateUsingOAuthWithURLString(
-      authenticationPath(), std::string(refreshScope),
-      [self, completion](const OVNOAuthCredentialRef& fresh) {
-        self->setOauthCredential(fresh);
-        if (completion) completion(fresh, nullptr);
-      },
-      [completion](const std::shared_ptr<OVNError>& error) {
-        if (completion) completion(nullptr, error);
-      });
+  auto [success, failure] = reportingTo(std::move(completion));
+  return authenticateUsingOAuthWithURLString(authenticationPath(), std::string(refreshScope), std::move(success),
+                                             std::move(failure));
 }
 
 void OVNOAuthApiClient::unauthenticateWithCompletion(CredentialCompletion completion) {
@@ -486,7 +485,7 @@ void OVNOAuthApiClient::deliverRepliesOf(const std::shared_ptr<OVNRequest>& requ
   // The task, not the request: the caller may let go of the request before the reply.
   auto task = request->task();
   request->responseAsJSON(nullptr, 0, [self, task, completion](const std::shared_ptr<OVNResponse>& reply) {
-    auto error = reply->error() ? reply->error() : (task ? task->error() : nullptr);
+    auto error = failureOf(*reply, task);
     if (!error) {
       self->deliverSuccess(reply->result() ? reply->result()->value() : OVNValue(), completion);
       return;

@@ -31,6 +31,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "OVNApiClient.h"
 #include "OVNOAuthCredential.h"
@@ -215,6 +216,9 @@ class OVN_EXPORT OVNOAuthApiClient : public OVNApiClient {
   void didInitialise() override;
 
  private:
+  //! A grant's handlers for a completion: success stores the credential and reports
+  //! (credential, null); failure reports (null, error).
+  std::pair<SuccessHandler, FailureHandler> reportingTo(CredentialCompletion completion);
   void handleTokenReply(const OVNResponse& reply, const OVNDictionaryRef& sentParameters, const SuccessHandler& success,
                         const FailureHandler& failure);
   std::shared_ptr<OVNRequest> sendAsGET(const std::string& resource, const OVNDictionaryRef& parameters,
