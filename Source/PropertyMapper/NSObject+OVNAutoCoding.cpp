@@ -1,11 +1,5 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -121,46 +115,6 @@ std::vector<const OVNClass*> allowedClasses(const OVNClass& expected, bool secur
   }();
   allowed.insert(allowed.end(), plainValueClasses.begin(), plainValueClasses.end());
   return allowed;
-}
-
-// ---- files -------------------------------------------------------------------------------
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-// Writes a temporary file beside `path` and renames it over `path`: rename within one
-// directory is atomic, so a reader never sees a half-written file.
-bool writeAtomically(const std::string& path, std::string_view bytes) {
-  namespace fs = std::filesystem;
-  const fs::path target(path);
-  if (!target.has_filename()) return false;
-  static std::atomic<unsigned> counter{0};
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const fs::path temporary =
-        target.parent_path() / OVNFormat(".%@.%d-%u.tmp", target.filename().string(), static_cast<int>(::getpid()),
-                                         counter.fetch_add(1, std::memory_order_relaxed));
-    // O_EXCL: never write into someone else's file; 0666 lets the umask decide, as for any new file.
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0) {
-      if (errno == EEXIST) continue;
-      return false;
-    }
-    const bool ok = writeAll(fd, bytes) && ::fsync(fd) == 0;
-    const bool closed = ::close(fd) == 0;
-    if (ok && closed && std::rename(temporary.c_str(), target.c_str()) == 0) return true;
-    ::unlink(temporary.c_str());
-    return false;
-  }
-  return false;
 }
 
 }  // namespace
@@ -283,7 +237,7 @@ bool ovn_writeToFile(const OVNObject& object, const std::string& path, bool atom
   const OVNDataRef data = OVNKeyedArchiver::archivedDataWithRootObject(
       OVNValue(std::const_pointer_cast<OVNObject>(object.self())), false, nullptr);
   if (!data) return false;
-  if (atomically) return writeAtomically(path, data->view());
+  if (atomically) return OVNFileManager::writeFileAtomically(path, data->view(), true);
   return OVNFileManager::createFileAtPath(path, std::string(data->view()));
 }
 

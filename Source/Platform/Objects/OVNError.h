@@ -22,7 +22,16 @@ inline constexpr std::string_view OVNInvalidValueKey = "NSInvalidValue";
 
 //! The platform's general error domain and the codes its data readers and writers use.
 inline constexpr std::string_view OVNCocoaErrorDomain = "NSCocoaErrorDomain";
+//! The system's errno values, as underlying errors of file operations.
+inline constexpr std::string_view OVNPOSIXErrorDomain = "NSPOSIXErrorDomain";
+//! The path a file error is about.
+inline constexpr std::string_view OVNFilePathErrorKey = "NSFilePath";
+inline constexpr std::int64_t OVNFileNoSuchFileError = 4;
+inline constexpr std::int64_t OVNFileReadNoPermissionError = 257;
 inline constexpr std::int64_t OVNFileReadNoSuchFileError = 260;
+inline constexpr std::int64_t OVNFileWriteNoPermissionError = 513;
+inline constexpr std::int64_t OVNFileWriteFileExistsError = 516;
+inline constexpr std::int64_t OVNFileWriteOutOfSpaceError = 640;
 inline constexpr std::int64_t OVNFileReadUnknownError = 256;
 inline constexpr std::int64_t OVNFileWriteUnknownError = 512;
 inline constexpr std::int64_t OVNFormattingError = 2048;  // a value in the wrong format (an invalid pattern)

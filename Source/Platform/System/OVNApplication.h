@@ -22,6 +22,11 @@
 inline constexpr std::string_view OVNApplicationNetworkActivityIndicatorDidChangeNotification =
     "OVNApplicationNetworkActivityIndicatorDidChangeNotification";
 
+//! Posted by the application, on OVNNotificationCenter::defaultCenter(), when the system is
+//! short of memory; every OVNMemoryStore then drops its least recently used half.
+inline constexpr std::string_view OVNApplicationDidReceiveMemoryWarningNotification =
+    "UIApplicationDidReceiveMemoryWarningNotification";
+
 class OVN_EXPORT OVNApplication : public OVNObject {
   OVN_CLASS_NAMED(OVNApplication, OVNObject, "UIApplication")
 

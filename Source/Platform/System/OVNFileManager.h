@@ -12,10 +12,24 @@
 //
 // Thread-safe: any thread; the overrides are guarded.
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "OvrinCoreExport.h"
+#include "Platform/Values/OVNDate.h"
+
+class OVNError;
+
+//! What attributesOfItemAtPath reads (the item itself, not what a symbolic link names).
+struct OVN_EXPORT OVNFileAttributes {
+  std::uint64_t size = 0;  //!< bytes, as the file system reports them (directories too)
+  OVNDate modificationDate;
+  bool isDirectory = false;
+};
 
 class OVN_EXPORT OVNFileManager {
  public:
@@ -42,6 +56,21 @@ class OVN_EXPORT OVNFileManager {
   //! Creates a directory (and its missing parents with `withIntermediates`); true when the
   //! directory exists afterwards.
   static bool createDirectoryAtPath(const std::string& path, bool withIntermediates);
+  //! As above; a failure also sets `error` (NSCocoaErrorDomain, with the system's reason).
+  static bool createDirectoryAtPath(const std::string& path, bool withIntermediates, std::shared_ptr<OVNError>* error);
   //! The bytes of the file, or nullopt when it cannot be read.
   static std::optional<std::string> contentsAtPath(const std::string& path);
+  //! Writes `contents` to a new file beside `path` and renames it over `path`, so that a
+  //! reader (or a process killed mid-write) never leaves or sees a half-written file under
+  //! that name. With `synchronize` the bytes reach the disk before the rename (fsync), which
+  //! also survives a power cut, at the cost of a disk flush per write. False when the
+  //! directory is missing or unwritable, or the disk is full; nothing is left behind then.
+  static bool writeFileAtomically(const std::string& path, std::string_view contents, bool synchronize);
+  //! The item's attributes, or nullopt plus `error` (may be null) when they cannot be read.
+  static std::optional<OVNFileAttributes> attributesOfItemAtPath(const std::string& path,
+                                                                 std::shared_ptr<OVNError>* error);
+  //! Every item below `path` (files, directories, links; not `path` itself), as full paths,
+  //! walked recursively without following links. Empty when `path` cannot be read; items
+  //! that vanish or cannot be read during the walk are skipped.
+  static std::vector<std::string> subpathsOfDirectoryAtPath(const std::string& path);
 };
