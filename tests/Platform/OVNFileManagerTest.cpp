@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <vector>
 
+#include "Platform/Objects/OVNError.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/System/OVNFileManager.h"
 #include "Support/TemporaryDirectory.h"
@@ -86,6 +88,35 @@ TEST_F(OVNFileManagerTest, FileOperationsReportFailureWithoutThrowing) {
   EXPECT_FALSE(OVNFileManager::fileExistsAtPath(file));
   EXPECT_FALSE(OVNFileManager::removeItemAtPath(root + "/a"));
   EXPECT_EQ(OVNFileManager::contentsAtPath(file), std::nullopt);
+}
+
+TEST_F(OVNFileManagerTest, AtomicWritesAttributesAndWalks) {
+  const std::string file = root + "/sub/item";
+  EXPECT_FALSE(OVNFileManager::writeFileAtomically(file, "x", false));  // no directory
+  std::shared_ptr<OVNError> error;
+  ASSERT_TRUE(OVNFileManager::createDirectoryAtPath(root + "/sub", false, &error));
+  for (bool synchronize : {false, true}) {
+    ASSERT_TRUE(OVNFileManager::writeFileAtomically(file, synchronize ? "second" : "first", synchronize));
+  }
+  EXPECT_EQ(OVNFileManager::contentsAtPath(file), "second");
+  EXPECT_EQ(OVNFileManager::subpathsOfDirectoryAtPath(root), (std::vector<std::string>{root + "/sub", file}))
+      << "no temporary file is left behind";
+
+  const auto attributes = OVNFileManager::attributesOfItemAtPath(file, &error);
+  ASSERT_TRUE(attributes);
+  EXPECT_EQ(attributes->size, 6u);
+  EXPECT_FALSE(attributes->isDirectory);
+  EXPECT_NEAR(attributes->modificationDate.timeIntervalSinceNow(), 0, 60);
+  EXPECT_TRUE(OVNFileManager::attributesOfItemAtPath(root + "/sub", nullptr)->isDirectory);
+
+  EXPECT_FALSE(OVNFileManager::attributesOfItemAtPath(root + "/missing", &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), OVNFileReadNoSuchFileError);
+  EXPECT_FALSE(OVNFileManager::createDirectoryAtPath(file + "/below", true, &error));  // a file is in the way
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain(), OVNCocoaErrorDomain);
+  EXPECT_NE(error->localizedDescription().find("below"), std::string::npos) << error->localizedDescription();
+  EXPECT_TRUE(OVNFileManager::subpathsOfDirectoryAtPath(root + "/missing").empty());
 }
 
 }  // namespace

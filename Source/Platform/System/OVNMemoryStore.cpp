@@ -214,13 +214,14 @@ class OVNMemoryStore::Impl {
     return total;
   }
 
-  // One evicting thread at a time; it takes one shard's lock at a time, never two.
+  // One evicting thread at a time; it takes one shard's lock at a time, never two. The
+  // evicted values are destroyed after both locks are let go.
   void evictOverLimits() {
+    Released released;
     std::lock_guard evicting(evictionLock_);
     while (overLimits()) {
       Shard* victim = shardWithOldestEntry();
-      if (!victim) return;
-      Released released;
+      if (!victim) break;
       std::lock_guard guard(victim->lock);
       if (victim->oldest) victim->erase(*victim->oldest, released);
     }
