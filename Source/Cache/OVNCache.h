@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -95,8 +96,17 @@ class OVN_EXPORT OVNCache : public OVNObject {
  protected:
   //! What initialisation with a name does; an override calls the base first.
   virtual void setUpWithName(std::string name);
-  //! Makes the shared instance of `base`'s slot as a `receiver` named "OVNSharedCache";
-  //! a receiver that is not a concrete kind of `base` is a programming error.
+  //! The shared instance of `Slot`'s own slot, made once per process as a `receiver` named
+  //! "OVNSharedCache"; a receiver that is not a concrete kind of `Slot` is a programming
+  //! error. Instantiated only inside the library, by each class's sharedCache.
+  template <class Slot>
+  static std::shared_ptr<Slot> sharedInstance(const OVNClass& receiver) {
+    static std::once_flag once;
+    static std::shared_ptr<Slot> shared;
+    std::call_once(once,
+                   [&] { shared = std::static_pointer_cast<Slot>(makeSharedInstance(receiver, Slot::classObject())); });
+    return shared;
+  }
   static OVNObjectRef makeSharedInstance(const OVNClass& receiver, const OVNClass& base);
   [[noreturn]] void mustOverride(std::string_view selector) const;
 

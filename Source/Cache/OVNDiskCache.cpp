@@ -7,7 +7,6 @@
 
 #include "Cache/detail/OVNCacheMemoryLayer.h"
 #include "Platform/Dispatch/OVNDispatchQueue.h"
-#include "Platform/Dispatch/OVNOnce.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNError.h"
@@ -46,8 +45,13 @@ class WorkQueues {
     queues_.push_back(std::move(fresh));
   }
   void async(std::function<void()> task) {
-    auto target = current();
-    target->pending.fetch_add(1);
+    std::shared_ptr<WorkQueue> target;
+    {
+      // Counted under the lock, so that replace() never forgets a queue about to get work.
+      std::lock_guard guard(lock_);
+      target = current_;
+      target->pending.fetch_add(1);
+    }
     target->queue->async([target, task = std::move(task)] {
       task();
       target->pending.fetch_sub(1);
@@ -158,12 +162,7 @@ OVNDiskCache::OVNDiskCache() : memory_(std::make_unique<ovn::detail::OVNCacheMem
 OVNDiskCache::~OVNDiskCache() = default;
 
 std::shared_ptr<OVNDiskCache> OVNDiskCache::sharedCache(const OVNClass& receiver) {
-  static OVNOnce once;
-  static std::shared_ptr<OVNDiskCache> shared;
-  once.run([&] {
-    shared = std::static_pointer_cast<OVNDiskCache>(makeSharedInstance(receiver, OVNDiskCache::classObject()));
-  });
-  return shared;
+  return sharedInstance<OVNDiskCache>(receiver);
 }
 
 void OVNDiskCache::setUpWithName(std::string name) {

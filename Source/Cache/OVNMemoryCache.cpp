@@ -1,7 +1,6 @@
 #include "Cache/OVNMemoryCache.h"
 
 #include "Cache/detail/OVNCacheMemoryLayer.h"
-#include "Platform/Dispatch/OVNOnce.h"
 #include "Platform/Objects/OVNClass.h"
 #include "Platform/Objects/OVNException.h"
 #include "Platform/Objects/OVNProperties.h"
@@ -28,12 +27,7 @@ OVNMemoryCache::OVNMemoryCache() : memory_(std::make_unique<ovn::detail::OVNCach
 OVNMemoryCache::~OVNMemoryCache() = default;
 
 std::shared_ptr<OVNMemoryCache> OVNMemoryCache::sharedCache(const OVNClass& receiver) {
-  static OVNOnce once;
-  static std::shared_ptr<OVNMemoryCache> shared;
-  once.run([&] {
-    shared = std::static_pointer_cast<OVNMemoryCache>(makeSharedInstance(receiver, OVNMemoryCache::classObject()));
-  });
-  return shared;
+  return sharedInstance<OVNMemoryCache>(receiver);
 }
 
 void OVNMemoryCache::setUpWithName(std::string name) {
