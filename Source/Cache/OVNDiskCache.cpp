@@ -26,57 +26,36 @@ namespace {
 
 // ---- The one work queue of all disk caches ------------------------------------------------
 
-// A work queue with a count of the tasks queued on it and not yet run, so that older queues
-// can be forgotten once idle and waited for until then.
-struct WorkQueue {
-  OVNDispatchQueueRef queue;
-  std::atomic<int> pending{0};
-};
-
+// Each construction of a disk cache puts a new serial queue in the one shared place, and
+// later work goes there while earlier work may still be running on the previous queue. So
+// that a later store, removal or lookup of a key never overtakes an earlier one, each new
+// queue starts by waiting for its predecessor to drain: the queues form one chain, in order.
 class WorkQueues {
  public:
-  // Each construction of a disk cache puts a new queue in the one shared place.
   void replace(const std::string& label) {
-    auto fresh = std::make_shared<WorkQueue>();
-    fresh->queue = OVNDispatchQueue::createSerial(label);
+    auto fresh = OVNDispatchQueue::createSerial(label);
     std::lock_guard guard(lock_);
-    std::erase_if(queues_, [](const auto& queue) { return queue->pending.load() == 0; });
-    current_ = fresh;
-    queues_.push_back(std::move(fresh));
-  }
-  void async(std::function<void()> task) {
-    std::shared_ptr<WorkQueue> target;
-    {
-      // Counted under the lock, so that replace() never forgets a queue about to get work.
-      std::lock_guard guard(lock_);
-      target = current_;
-      target->pending.fetch_add(1);
-    }
-    target->queue->async([target, task = std::move(task)] {
-      task();
-      target->pending.fetch_sub(1);
+    // Queued first, under the lock, so no task can reach the new queue ahead of it.
+    fresh->async([previous = current_] {
+      if (previous) previous->sync([] {});
     });
+    current_ = std::move(fresh);
   }
-  void sync(const std::function<void()>& task) { current()->queue->sync(task); }
-  // Waits for every queue that still had work, oldest first.
+  void async(std::function<void()> task) { current()->async(std::move(task)); }
+  void sync(const std::function<void()>& task) { current()->sync(task); }
+  // Waits for the newest queue, which runs only after every older one has drained.
   void waitForAll() {
-    std::vector<std::shared_ptr<WorkQueue>> queues;
-    {
-      std::lock_guard guard(lock_);
-      queues = queues_;
-    }
-    for (const auto& queue : queues) queue->queue->sync([] {});
+    current()->sync([] {});
   }
 
  private:
-  std::shared_ptr<WorkQueue> current() {
+  OVNDispatchQueueRef current() {
     std::lock_guard guard(lock_);
     return current_;
   }
 
   std::mutex lock_;
-  std::shared_ptr<WorkQueue> current_;
-  std::vector<std::shared_ptr<WorkQueue>> queues_;
+  OVNDispatchQueueRef current_;
 };
 
 WorkQueues& workQueues() {
@@ -133,7 +112,7 @@ OVNCachedContentRef readRecord(const std::string& path) {
   if (!bytes || bytes->empty()) return nullptr;
   try {
     return OVNKeyedUnarchiver::unarchiveObjectWithData(*OVNData::fromString(*bytes)).objectAs<OVNCachedContent>();
-  } catch (const OVNException&) {
+  } catch (const std::exception&) {  // OVNException, or an allocation a corrupt length asked for
     return nullptr;
   }
 }
@@ -145,8 +124,19 @@ void writeRecord(const std::string& path, const OVNCachedContentRef& record) {
     if (auto data = OVNKeyedArchiver::archivedDataWithRootObject(record, false, nullptr)) {
       OVNFileManager::writeFileAtomically(path, data->view(), false);
     }
-  } catch (const OVNException&) {
+  } catch (const std::exception&) {
   }
+}
+
+// A write's temporary file that no write has touched for an hour: its writer was killed.
+// (A live write takes far less; younger ones may belong to another process writing now.)
+bool isAbandonedTemporaryFile(const std::string& path, const std::optional<OVNFileAttributes>& attributes) {
+  constexpr double abandonedAfter = 3600;
+  const std::size_t slash = path.rfind('/');
+  return attributes && !attributes->isDirectory &&
+         OVNFileManager::isTemporaryFileName(
+             std::string_view(path).substr(slash == std::string::npos ? 0 : slash + 1)) &&
+         attributes->modificationDate.timeIntervalSinceNow() < -abandonedAfter;
 }
 
 void logAttributeFailure(const std::string& className, const std::shared_ptr<OVNError>& error) {
@@ -280,6 +270,10 @@ void OVNDiskCache::queueForEachItem(Decide decide) {
 
 void OVNDiskCache::removeExpiredObjects() {
   queueForEachItem([](const std::string& path, const std::optional<OVNFileAttributes>& attributes) {
+    if (isAbandonedTemporaryFile(path, attributes)) {
+      OVNFileManager::removeItemAtPath(path);
+      return;
+    }
     const OVNCachedContentRef record = readRecord(path);
     if (!record || !attributes) return;
     const auto expires = record->expires();

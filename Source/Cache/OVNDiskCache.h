@@ -16,7 +16,8 @@
 // Work: writes, deletions, clean-up decisions and the file reads of lookups run in order on
 // one serial work queue shared by every disk cache of the process. Each construction makes
 // a new queue and puts it in that one place, so all disk caches then use the newest
-// cache's queue (kept on purpose; work queued before runs on the older queue). Stores
+// cache's queue (kept on purpose; work queued before runs on the older queue, and the new
+// queue starts only once the older one has drained, so work never runs out of order). Stores
 // never wait for the disk; a lookup that misses the memory layer waits until its read has
 // run, after every write queued before it on the same queue. A value read from a file is
 // not put into the memory layer: each such lookup reads the file again.
@@ -24,7 +25,9 @@
 // Kept on purpose: removeExpiredObjects deletes a file only when its content had expired
 // before the file was written (expiry compared with the file's modification date);
 // content whose expiry passed later stays until a lookup finds it. setMaxFilesize with a
-// limit below currentFilesize empties the whole cache.
+// limit below currentFilesize empties the whole cache. removeExpiredObjects (which every
+// construction runs) also deletes the temporary files of writes abandoned over an hour ago
+// by a killed process.
 //
 // Diagnostics go to the console (OVNConsoleLog), not the logger: "<class> - Creating disk
 // cache in directory: <path>" at construction, "<class> - Error creating cache directory

@@ -214,6 +214,27 @@ TEST_F(OVNDiskCacheTest, ADirectoryThatCannotBeMadeLeavesAMemoryCache) {
   EXPECT_TRUE(cache->objectForKey("k").isMissing());
 }
 
+// Each construction brings a new work queue; a store made later still lands later, and
+// the clean-up sweeps the temporary files of writers killed long ago.
+TEST_F(OVNDiskCacheTest, ConstructionsKeepWorkInOrderAndSweepAbandonedWrites) {
+  auto cache = makeCache();
+  cache->setObject(std::string(16 << 20, 'x'), "key");  // slow enough to still be writing
+  const double now = OVNDate::now().timeIntervalSince1970();
+  for (const char* name : {".ovn-1-1.tmp", ".ovn-1-2.tmp", "key.tmp"}) {
+    ASSERT_TRUE(OVNFileManager::createFileAtPath(caches + "/disk/" + name, "partial"));
+  }
+  setModificationTime(caches + "/disk/.ovn-1-1.tmp", now - 7200);
+  setModificationTime(caches + "/disk/key.tmp", now - 7200);
+  auto other = OVNDiskCache::initWithName("disk");
+  EXPECT_GT(fileOf(other, "key").value_or("").size(), std::size_t{16 << 20}) << "waited for the older queue";
+  cache->setObject("newest", "key");
+  cache->clearInternalCache();
+  EXPECT_EQ(cache->objectForKey("key"), OVNValue("newest"));
+  EXPECT_FALSE(fileOf(cache, ".ovn-1-1.tmp"));
+  EXPECT_TRUE(fileOf(cache, ".ovn-1-2.tmp")) << "a recent one may be another process's write";
+  EXPECT_TRUE(fileOf(cache, "key.tmp")) << "not a temporary name";
+}
+
 // For the thread sanitizer: one disk cache used from several threads at once.
 TEST_F(OVNDiskCacheTest, ConcurrentUse) {
   auto cache = makeCache("concurrent");

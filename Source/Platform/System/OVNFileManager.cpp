@@ -40,6 +40,10 @@ std::optional<std::string> baseDirectory(const char* xdgVariable, const char* ho
   if (home && home[0] != '\0') return std::string(home) + "/" + homeRelative;
   return std::nullopt;
 }
+// The names of writeFileAtomically's temporary files: ".ovn-<pid>-<n>.tmp".
+constexpr std::string_view temporaryPrefix = ".ovn-";
+constexpr std::string_view temporarySuffix = ".tmp";
+
 enum class FileAction { Reading, Writing };
 
 std::int64_t cocoaCodeFor(int errorNumber, FileAction action) {
@@ -165,14 +169,20 @@ std::optional<std::string> OVNFileManager::contentsAtPath(const std::string& pat
   return contents;
 }
 
+bool OVNFileManager::isTemporaryFileName(std::string_view fileName) {
+  return fileName.size() > temporaryPrefix.size() + temporarySuffix.size() && fileName.starts_with(temporaryPrefix) &&
+         fileName.ends_with(temporarySuffix);
+}
+
 bool OVNFileManager::writeFileAtomically(const std::string& path, std::string_view contents, bool synchronize) {
   const fs::path target(path);
   if (!target.has_filename()) return false;
   // A short name of its own, so that a target name near the length limit still fits.
   static std::atomic<unsigned> counter{0};
   for (int attempt = 0; attempt < 100; ++attempt) {
-    const fs::path temporary = target.parent_path() / OVNFormat(".ovn-%d-%u.tmp", static_cast<int>(::getpid()),
-                                                                counter.fetch_add(1, std::memory_order_relaxed));
+    const fs::path temporary =
+        target.parent_path() / OVNFormat("%@%d-%u%@", temporaryPrefix, static_cast<int>(::getpid()),
+                                         counter.fetch_add(1, std::memory_order_relaxed), temporarySuffix);
     // O_EXCL: never write into someone else's file; 0666 lets the umask decide, as for any new file.
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {

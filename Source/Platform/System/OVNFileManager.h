@@ -66,6 +66,9 @@ class OVN_EXPORT OVNFileManager {
   //! also survives a power cut, at the cost of a disk flush per write. False when the
   //! directory is missing or unwritable, or the disk is full; nothing is left behind then.
   static bool writeFileAtomically(const std::string& path, std::string_view contents, bool synchronize);
+  //! Whether `fileName` has the form of writeFileAtomically's temporary files
+  //! (".ovn-<pid>-<n>.tmp"), which a process killed mid-write leaves behind.
+  static bool isTemporaryFileName(std::string_view fileName);
   //! The item's attributes, or nullopt plus `error` (may be null) when they cannot be read.
   static std::optional<OVNFileAttributes> attributesOfItemAtPath(const std::string& path,
                                                                  std::shared_ptr<OVNError>* error);
