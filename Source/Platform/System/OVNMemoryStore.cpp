@@ -163,7 +163,8 @@ class OVNMemoryStore::Impl {
     return found->second.value;
   }
 
-  void set(OVNValue value, std::string_view text, std::uint64_t cost) {
+  // Takes the caller's value by reference: each move of a value is a visit of its variant.
+  void set(OVNValue&& value, std::string_view text, std::uint64_t cost) {
     const KeyView key{std::hash<std::string_view>()(text), text};
     Shard& shard = shardFor(key.hash);
     OVNValue previous;  // destroyed after the lock is released
@@ -174,12 +175,16 @@ class OVNMemoryStore::Impl {
       if (added) {
         found = shard.entries.try_emplace(Key{key.hash, std::string(text)}).first;
         found->second.key = &found->first;
-        shard.addCost(1, 0);
       }
       Entry& entry = found->second;
       shard.markUsed(entry, added, limited());
-      previous = std::exchange(entry.value, std::move(value));
-      shard.addCost(0, static_cast<std::int64_t>(cost) - static_cast<std::int64_t>(entry.cost));
+      previous = std::move(entry.value);
+      entry.value = std::move(value);
+      // The totals share a cache line that other threads read: a replacement at the same
+      // cost leaves it alone.
+      if (added || cost != entry.cost) {
+        shard.addCost(added ? 1 : 0, static_cast<std::int64_t>(cost) - static_cast<std::int64_t>(entry.cost));
+      }
       entry.cost = cost;
     }
     if (limited()) evictOverLimits();
@@ -336,14 +341,20 @@ void OVNMemoryStore::setName(std::string name) { impl_->setName(std::move(name))
 
 OVNValue OVNMemoryStore::objectForKey(std::string_view key) { return impl_->get(key); }
 
-void OVNMemoryStore::setObject(OVNValue object, std::string_view key) { setObject(std::move(object), key, 0); }
-
-void OVNMemoryStore::setObject(OVNValue object, std::string_view key, std::uint64_t cost) {
+namespace {
+void store(OVNMemoryStore::Impl& impl, OVNValue&& object, std::string_view key, std::uint64_t cost) {
   if (object.isMissing()) {
-    impl_->remove(key);
+    impl.remove(key);
     return;
   }
-  impl_->set(std::move(object), key, cost);
+  impl.set(std::move(object), key, cost);
+}
+}  // namespace
+
+void OVNMemoryStore::setObject(OVNValue object, std::string_view key) { store(*impl_, std::move(object), key, 0); }
+
+void OVNMemoryStore::setObject(OVNValue object, std::string_view key, std::uint64_t cost) {
+  store(*impl_, std::move(object), key, cost);
 }
 
 void OVNMemoryStore::removeObjectForKey(std::string_view key) { impl_->remove(key); }
