@@ -1,5 +1,6 @@
 #include "Platform/System/OVNMemoryStore.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -30,10 +31,12 @@ struct KeyView {
   std::size_t hash;
   std::string_view text;
 };
+// noexcept and trivial: the hash is already in the key, so the map need not keep a copy of
+// it in every node (which would put it on another cache line than the key it belongs to).
 struct KeyHash {
   using is_transparent = void;
-  std::size_t operator()(const Key& key) const { return key.hash; }
-  std::size_t operator()(const KeyView& key) const { return key.hash; }
+  std::size_t operator()(const Key& key) const noexcept { return key.hash; }
+  std::size_t operator()(const KeyView& key) const noexcept { return key.hash; }
 };
 struct KeyEqual {
   using is_transparent = void;
@@ -43,12 +46,16 @@ struct KeyEqual {
   }
 };
 
+// What a lookup reads comes first, next to the key in the map's node.
 struct Entry {
   OVNValue value;
+  // The shard's use counter at the last use: the exact order of use within the shard.
+  std::uint64_t order = 0;
   std::uint64_t cost = 0;
   // Steady-clock nanoseconds of the last use; kept only while a limit is set.
   std::uint64_t lastUse = 0;
   const Key* key = nullptr;  // the map's own key (node-based maps never move it)
+  // The shard's list, oldest to newest; valid only while the shard is `listed`.
   Entry* newer = nullptr;
   Entry* older = nullptr;
 };
@@ -60,8 +67,16 @@ std::uint64_t steadyNanoseconds() {
 // Values that left a shard, destroyed once its lock is released.
 using Released = std::vector<OVNValue>;
 
+// Recency is kept two ways. Every use stamps the entry with the shard's use counter, which
+// writes only to the entry itself. The list in use order, which eviction needs to find the
+// oldest entry at once, is kept up to date only while a limit is set: relinking writes to
+// the entry's neighbours and the newest entry, other threads' cache lines, on every lookup.
+// Without a limit the list is left stale and rebuilt from the stamps (a sort) when an
+// eviction or memory pressure needs it, which gives exactly the order relinking would have.
 struct alignas(64) Shard {
   std::mutex lock;
+  std::uint64_t useCounter = 0;
+  bool listed = true;  // the list holds every entry, in the order of their stamps
   std::unordered_map<Key, Entry, KeyHash, KeyEqual> entries;
   Entry* newest = nullptr;
   Entry* oldest = nullptr;
@@ -80,11 +95,34 @@ struct alignas(64) Shard {
     (newest ? newest->newer : oldest) = &entry;
     newest = &entry;
   }
-  void markUsed(Entry& entry, bool stamp) {
-    if (stamp) entry.lastUse = steadyNanoseconds();
+  void relist() {
+    std::vector<Entry*> byUse;
+    byUse.reserve(entries.size());
+    for (auto& [key, entry] : entries) byUse.push_back(&entry);
+    std::sort(byUse.begin(), byUse.end(), [](const Entry* a, const Entry* b) { return a->order < b->order; });
+    newest = oldest = nullptr;
+    for (Entry* entry : byUse) pushNewest(*entry);
+    listed = true;
+  }
+  // A new entry, or a use of one. `limited`: keep the list and the clock stamp as well.
+  void markUsed(Entry& entry, bool added, bool limited) {
+    entry.order = ++useCounter;
+    if (!limited) {
+      listed = false;
+      return;
+    }
+    entry.lastUse = steadyNanoseconds();
+    if (!listed) {
+      relist();  // includes the entry, already in its place
+      return;
+    }
     if (newest == &entry) return;
-    unlink(entry);
+    if (!added) unlink(entry);
     pushNewest(entry);
+  }
+  Entry* oldestEntry() {
+    if (!listed) relist();
+    return oldest;
   }
   void addCost(std::int64_t countDelta, std::int64_t costDelta) {
     count.store(count.load(std::memory_order_relaxed) + static_cast<std::uint64_t>(countDelta),
@@ -93,7 +131,7 @@ struct alignas(64) Shard {
   }
   // Removes the entry (lock held), moving its value into `released`.
   void erase(Entry& entry, Released& released) {
-    unlink(entry);
+    if (listed) unlink(entry);
     addCost(-1, -static_cast<std::int64_t>(entry.cost));
     released.push_back(std::move(entry.value));
     entries.erase(entries.find(KeyView{entry.key->hash, entry.key->text}));
@@ -121,30 +159,33 @@ class OVNMemoryStore::Impl {
     std::lock_guard guard(shard.lock);
     auto found = shard.entries.find(key);
     if (found == shard.entries.end()) return {};
-    shard.markUsed(found->second, limited());
+    shard.markUsed(found->second, false, limited());
     return found->second.value;
   }
 
-  void set(OVNValue value, std::string_view text, std::uint64_t cost) {
+  // Takes the caller's value by reference: each move of a value is a visit of its variant.
+  void set(OVNValue&& value, std::string_view text, std::uint64_t cost) {
     const KeyView key{std::hash<std::string_view>()(text), text};
     Shard& shard = shardFor(key.hash);
     OVNValue previous;  // destroyed after the lock is released
     {
       std::lock_guard guard(shard.lock);
       auto found = shard.entries.find(key);
-      if (found == shard.entries.end()) {
+      const bool added = found == shard.entries.end();
+      if (added) {
         found = shard.entries.try_emplace(Key{key.hash, std::string(text)}).first;
         found->second.key = &found->first;
-        shard.pushNewest(found->second);
-        shard.addCost(1, 0);
-      } else {
-        shard.markUsed(found->second, false);
       }
       Entry& entry = found->second;
-      previous = std::exchange(entry.value, std::move(value));
-      shard.addCost(0, static_cast<std::int64_t>(cost) - static_cast<std::int64_t>(entry.cost));
+      shard.markUsed(entry, added, limited());
+      previous = std::move(entry.value);
+      entry.value = std::move(value);
+      // The totals share a cache line that other threads read: a replacement at the same
+      // cost leaves it alone.
+      if (added || cost != entry.cost) {
+        shard.addCost(added ? 1 : 0, static_cast<std::int64_t>(cost) - static_cast<std::int64_t>(entry.cost));
+      }
       entry.cost = cost;
-      if (limited()) entry.lastUse = steadyNanoseconds();
     }
     if (limited()) evictOverLimits();
   }
@@ -166,6 +207,7 @@ class OVNMemoryStore::Impl {
         std::lock_guard guard(shard.lock);
         dropped.swap(shard.entries);
         shard.newest = shard.oldest = nullptr;
+        shard.listed = true;
         shard.count.store(0, std::memory_order_relaxed);
         shard.cost.store(0, std::memory_order_relaxed);
       }
@@ -177,7 +219,7 @@ class OVNMemoryStore::Impl {
     for (Shard& shard : shards_) {
       Released released;
       std::lock_guard guard(shard.lock);
-      for (std::uint64_t n = (shard.entries.size() + 1) / 2; n > 0 && shard.oldest; --n) {
+      for (std::uint64_t n = (shard.entries.size() + 1) / 2; n > 0 && shard.oldestEntry(); --n) {
         shard.erase(*shard.oldest, released);
       }
     }
@@ -223,7 +265,7 @@ class OVNMemoryStore::Impl {
       Shard* victim = shardWithOldestEntry();
       if (!victim) break;
       std::lock_guard guard(victim->lock);
-      if (victim->oldest) victim->erase(*victim->oldest, released);
+      if (victim->oldestEntry()) victim->erase(*victim->oldest, released);
     }
   }
 
@@ -232,9 +274,10 @@ class OVNMemoryStore::Impl {
     std::uint64_t oldestUse = std::numeric_limits<std::uint64_t>::max();
     for (Shard& shard : shards_) {
       std::lock_guard guard(shard.lock);
-      if (shard.oldest && (!victim || shard.oldest->lastUse < oldestUse)) {
+      const Entry* oldest = shard.oldestEntry();
+      if (oldest && (!victim || oldest->lastUse < oldestUse)) {
         victim = &shard;
-        oldestUse = shard.oldest->lastUse;
+        oldestUse = oldest->lastUse;
       }
     }
     return victim;
@@ -299,14 +342,20 @@ void OVNMemoryStore::setName(std::string name) { impl_->setName(std::move(name))
 
 OVNValue OVNMemoryStore::objectForKey(std::string_view key) { return impl_->get(key); }
 
-void OVNMemoryStore::setObject(OVNValue object, std::string_view key) { setObject(std::move(object), key, 0); }
-
-void OVNMemoryStore::setObject(OVNValue object, std::string_view key, std::uint64_t cost) {
+namespace {
+void store(OVNMemoryStore::Impl& impl, OVNValue&& object, std::string_view key, std::uint64_t cost) {
   if (object.isMissing()) {
-    impl_->remove(key);
+    impl.remove(key);
     return;
   }
-  impl_->set(std::move(object), key, cost);
+  impl.set(std::move(object), key, cost);
+}
+}  // namespace
+
+void OVNMemoryStore::setObject(OVNValue object, std::string_view key) { store(*impl_, std::move(object), key, 0); }
+
+void OVNMemoryStore::setObject(OVNValue object, std::string_view key, std::uint64_t cost) {
+  store(*impl_, std::move(object), key, cost);
 }
 
 void OVNMemoryStore::removeObjectForKey(std::string_view key) { impl_->remove(key); }
