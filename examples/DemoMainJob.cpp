@@ -6,56 +6,18 @@
 #include <cstdio>
 #include <string>
 
+#include "DemoClient.h"
 #include "LocalWeatherService.h"
-#include "OVNApiClient.h"
 #include "OVNApiEndpoint.h"
-#include "OVNWritableApiEndpoint.h"
 #include "Observation.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Objects/OVNError.h"
-#include "Platform/Objects/OVNProperties.h"
 #include "Platform/Values/OVNArray.h"
 #include "Platform/Values/OVNDictionary.h"
-#include "WeatherMappings.h"
 
 namespace {
 
 constexpr double waitSeconds = 10.0;
-
-// Where the application's service runs; here, the local one started below.
-std::string serviceURL;
-
-// The application's client: its server, its models.
-class DemoClient : public OVNApiClient {
-  OVN_CLASS(DemoClient, OVNApiClient)
-
- public:
-  static std::optional<std::string> serverPath() { return serviceURL; }
-  void setupMappings() override { (void)registerWeatherMappings(*mapper()); }
-};
-
-// The application's endpoints go through its client.
-class DemoEndpoint : public OVNWritableApiEndpoint {
-  OVN_CLASS(DemoEndpoint, OVNWritableApiEndpoint)
-
- public:
-  std::shared_ptr<OVNApiClient> sharedClient() const override { return OVNApiClient::sharedClient<DemoClient>(); }
-};
-
-OVNApiEndpointResultRef fetch(const std::shared_ptr<DemoEndpoint>& endpoint, const OVNValue& options) {
-  OVNApiEndpointResultRef delivered;
-  endpoint->getWithOptions(options, [&](const OVNApiEndpointResultRef& result) { delivered = result; });
-  OVNRunLoop::main().runUntil([&] { return delivered != nullptr; }, waitSeconds);
-  return delivered;
-}
-
-void printObservation(const Observation& observation) {
-  const auto& ob = observation.measurements;
-  std::printf("  %-6s %-14s %5.1f °C  %-16s humidity %3.0f%%  at %s\n", observation.stationId.c_str(),
-              (observation.place ? observation.place->name + ", " + observation.place->state : "?").c_str(),
-              ob ? ob->tempC : 0.0, ob ? ob->weather.c_str() : "", ob ? ob->humidity : 0.0,
-              observation.observedAtISO.c_str());
-}
 
 bool printObservations(const OVNApiEndpointResultRef& result) {
   if (!result || !result->value()) {
@@ -70,24 +32,19 @@ bool printObservations(const OVNApiEndpointResultRef& result) {
 
 }  // namespace
 
-OVN_PROPERTIES(DemoClient)
-OVN_PROPERTIES(DemoEndpoint)
-
 bool demonstrateMainJob() {
   LocalWeatherService service;
   service.start();
-  serviceURL = service.baseURL();
-  const LocalWeatherService::Options accepted;
-  std::printf("  the local weather service listens on %s\n", serviceURL.c_str());
+  std::printf("  the local weather service listens on %s\n", service.baseURL().c_str());
 
-  OVNApiClient::configureWithClientID<DemoClient>(accepted.clientId, accepted.clientSecret);
+  connectDemoClient(service);
   auto observations = OVNApiEndpoint::initWithPath<DemoEndpoint>("observations", Observation::classObject());
 
   std::printf("  observations/austin,tx:\n");
-  const bool byPlace = printObservations(fetch(observations, OVNDictionary::make({{"action", "austin,tx"}})));
+  const bool byPlace = printObservations(fetchObjects(observations, OVNDictionary::make({{"action", "austin,tx"}})));
   std::printf("  the three stations closest to 40.7,-74.0:\n");
   const bool closest = printObservations(
-      fetch(observations, OVNDictionary::make({{"action", "closest"}, {"p", "40.7,-74.0"}, {"limit", 3}})));
+      fetchObjects(observations, OVNDictionary::make({{"action", "closest"}, {"p", "40.7,-74.0"}, {"limit", 3}})));
 
   std::printf("  a place written back with PUT to stations:\n");
   auto stations = OVNApiEndpoint::initWithPath<DemoEndpoint>("stations", Place::classObject());
@@ -104,8 +61,8 @@ bool demonstrateMainJob() {
   std::printf("  %s\n", stored ? ("stored, and read back as " + readBack).c_str() : "not stored");
 
   std::printf("  a place the service does not know, observations/atlantis:\n");
-  auto unknown = fetch(OVNApiEndpoint::initWithPath<DemoEndpoint>("observations/atlantis", Observation::classObject()),
-                       OVNValue());
+  auto unknown = fetchObjects(
+      OVNApiEndpoint::initWithPath<DemoEndpoint>("observations/atlantis", Observation::classObject()), OVNValue());
   const bool refused = unknown && !unknown->value() && unknown->error();
   std::printf("  error %lld: %s\n", refused ? static_cast<long long>(unknown->error()->code()) : 0LL,
               refused ? unknown->error()->localizedDescription().c_str() : "(none)");
@@ -120,7 +77,7 @@ bool demonstrateMainJob() {
   // Once the service has answered it, and one more request has come back, its completion
   // would have run.
   OVNRunLoop::main().runUntil([&] { return service.requestCount() > answered; }, waitSeconds);
-  fetch(OVNApiEndpoint::initWithPath<DemoEndpoint>("places/austin", Place::classObject()), OVNValue());
+  fetchObjects(OVNApiEndpoint::initWithPath<DemoEndpoint>("places/austin", Place::classObject()), OVNValue());
   std::printf("  completion called: %s, still loading: %s\n", called ? "yes" : "no",
               observations->isLoading() ? "yes" : "no");
   service.stop();

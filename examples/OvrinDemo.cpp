@@ -3,8 +3,9 @@
 // worked model set off the main thread, the objects described, serialized back and archived, a mapped object watched
 // through an observation controller, the logger writing its file, and one real HTTP call to
 // a server on the loopback interface through the session manager, asked twice: the second
-// answer comes from the library's HTTP response cache; last, an OAuth 2.0 sign-in, a
-// protected call and a sign-out.
+// answer comes from the library's HTTP response cache; then an OAuth 2.0 sign-in, a
+// protected call and a sign-out; last, fetched objects kept in a disk cache and read back
+// from its files once its memory layer is emptied.
 #include <httplib.h>
 
 #include <atomic>
@@ -17,6 +18,7 @@
 #include <thread>
 
 #include "Categories/NSObject+OvrinCore.h"
+#include "DemoCache.h"
 #include "DemoMainJob.h"
 #include "DemoOAuth.h"
 #include "KVO/OVNKVOController.h"
@@ -240,5 +242,8 @@ int main() {
 
   std::printf("\n9. Signing in with OAuth 2.0, a protected call, and signing out\n");
   const bool oauth = demonstrateOAuth();
-  return mainJob && done && written && restored && fetched && oauth ? 0 : 1;
+
+  std::printf("\n10. Fetched objects kept in a disk cache, and read back from its files\n");
+  const bool cached = demonstrateCache();
+  return mainJob && done && written && restored && fetched && oauth && cached ? 0 : 1;
 }
