@@ -12,12 +12,14 @@ namespace {
 
 // The kept second unwrapping of a memory hit: the value found is asked for its `object`.
 OVNValue objectOf(const OVNValue& found) {
-  const OVNObjectRef object = found.object();
-  if (const auto* content = dynamic_cast<const OVNCachedContent*>(object.get())) return content->object();
+  const OVNObject* object = found.objectPointer();
+  if (object && object->isKindOfClass(OVNCachedContent::classObject())) {
+    return static_cast<const OVNCachedContent*>(object)->object();
+  }
   if (object && object->respondsTo("object")) return object->valueForKey("object");
   OVNException::raise(OVNInvalidArgumentException,
                       OVNFormat("-[%@ object]: unrecognized selector sent to instance %p", found.className(),
-                                object ? static_cast<const void*>(object.get()) : static_cast<const void*>(&found)));
+                                object ? static_cast<const void*>(object) : static_cast<const void*>(&found)));
 }
 
 }  // namespace

@@ -2,15 +2,26 @@
 
 namespace ovn::detail {
 
+namespace {
+
+// The record a stored value holds, without taking a reference (every lookup's path: a class
+// test instead of a dynamic cast, no reference-count traffic); valid while `stored` lives.
+const OVNCachedContent* recordIn(const OVNValue& stored) {
+  OVNObject* object = stored.objectPointer();
+  if (!object || !object->isKindOfClass(OVNCachedContent::classObject())) return nullptr;
+  return static_cast<const OVNCachedContent*>(object);
+}
+
+}  // namespace
+
 OVNCachedContentRef OVNCacheMemoryLayer::record(std::string_view key) {
-  // A class test rather than dynamic_pointer_cast: this is every lookup's path.
-  OVNObjectRef stored = store_.objectForKey(key).object();
-  if (!stored || !stored->isKindOfClass(OVNCachedContent::classObject())) return nullptr;
-  return std::static_pointer_cast<OVNCachedContent>(std::move(stored));
+  const OVNValue stored = store_.objectForKey(key);
+  return recordIn(stored) ? std::static_pointer_cast<OVNCachedContent>(stored.object()) : nullptr;
 }
 
 OVNValue OVNCacheMemoryLayer::unexpiredObject(std::string_view key) {
-  OVNCachedContentRef found = record(key);
+  const OVNValue stored = store_.objectForKey(key);
+  const OVNCachedContent* found = recordIn(stored);
   if (!found) return {};
   if (OVNExpirable::isExpired(found->expires())) {
     store_.removeObjectForKey(key);

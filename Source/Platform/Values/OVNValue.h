@@ -130,6 +130,10 @@ class OVN_EXPORT OVNValue {
     const OVNDictionaryRef* held = std::get_if<OVNDictionaryRef>(&storage_);
     return held ? held->get() : nullptr;
   }
+  OVNObject* objectPointer() const {
+    const OVNObjectRef* held = std::get_if<OVNObjectRef>(&storage_);
+    return held ? held->get() : nullptr;
+  }
   OVNSetRef set() const;
   OVNOrderedSetRef orderedSet() const;
   OVNObjectRef object() const;
