@@ -244,6 +244,7 @@ int main() {
   const bool oauth = demonstrateOAuth();
 
   std::printf("\n10. Fetched objects kept in a disk cache, and read back from its files\n");
+  OVNLogger::setLoggingLevel(OVNLogLevelWarn);  // the default again: each request's INFO line was shown above
   const bool cached = demonstrateCache();
   return mainJob && done && written && restored && fetched && oauth && cached ? 0 : 1;
 }
