@@ -1,5 +1,7 @@
 #include "Cache/detail/OVNCacheMemoryLayer.h"
 
+#include "Platform/Objects/OVNClass.h"
+
 namespace ovn::detail {
 
 namespace {
@@ -8,7 +10,9 @@ namespace {
 // test instead of a dynamic cast, no reference-count traffic); valid while `stored` lives.
 const OVNCachedContent* recordIn(const OVNValue& stored) {
   OVNObject* object = stored.objectPointer();
-  if (!object || !object->isKindOfClass(OVNCachedContent::classObject())) return nullptr;
+  if (!object) return nullptr;
+  const OVNClass& recordClass = OVNCachedContent::classObject();
+  if (&object->objectClass() != &recordClass && !object->isKindOfClass(recordClass)) return nullptr;
   return static_cast<const OVNCachedContent*>(object);
 }
 
@@ -19,15 +23,19 @@ OVNCachedContentRef OVNCacheMemoryLayer::record(std::string_view key) {
   return recordIn(stored) ? std::static_pointer_cast<OVNCachedContent>(stored.object()) : nullptr;
 }
 
+// Read in place: a copy of the record would write its reference count, a cache line the
+// other threads reading the same record then have to fetch back.
 OVNValue OVNCacheMemoryLayer::unexpiredObject(std::string_view key) {
-  const OVNValue stored = store_.objectForKey(key);
-  const OVNCachedContent* found = recordIn(stored);
-  if (!found) return {};
-  if (OVNExpirable::isExpired(found->expires())) {
-    store_.removeObjectForKey(key);
-    return {};
-  }
-  return found->object();
+  OVNValue object;
+  bool expired = false;
+  store_.visitObjectForKey(key, [&](const OVNValue& stored) {
+    const OVNCachedContent* found = recordIn(stored);
+    if (!found) return;
+    expired = OVNExpirable::isExpired(found->expires());
+    if (!expired) object = found->object();
+  });
+  if (expired) store_.removeObjectForKey(key);
+  return object;
 }
 
 std::optional<bool> OVNCacheMemoryLayer::holdsUnexpired(std::string_view key) {

@@ -154,13 +154,21 @@ class OVNMemoryStore::Impl {
   }
 
   OVNValue get(std::string_view text) {
+    OVNValue value;
+    visit(text, [&value](const OVNValue& stored) { value = stored; });
+    return value;
+  }
+
+  template <class Visit>
+  bool visit(std::string_view text, const Visit& visitor) {
     const KeyView key{std::hash<std::string_view>()(text), text};
     Shard& shard = shardFor(key.hash);
     std::lock_guard guard(shard.lock);
     auto found = shard.entries.find(key);
-    if (found == shard.entries.end()) return {};
+    if (found == shard.entries.end()) return false;
     shard.markUsed(found->second, false, limited());
-    return found->second.value;
+    visitor(found->second.value);
+    return true;
   }
 
   // Takes the caller's value by reference: each move of a value is a visit of its variant.
@@ -341,6 +349,11 @@ std::string OVNMemoryStore::name() const { return impl_->name(); }
 void OVNMemoryStore::setName(std::string name) { impl_->setName(std::move(name)); }
 
 OVNValue OVNMemoryStore::objectForKey(std::string_view key) { return impl_->get(key); }
+
+bool OVNMemoryStore::visitObjectForKey(std::string_view key, void (*visit)(const void* context, const OVNValue& value),
+                                       const void* context) {
+  return impl_->visit(key, [visit, context](const OVNValue& value) { visit(context, value); });
+}
 
 namespace {
 void store(OVNMemoryStore::Impl& impl, OVNValue&& object, std::string_view key, std::uint64_t cost) {

@@ -42,6 +42,20 @@ class OVN_EXPORT OVNMemoryStore {
 
   //! The value stored under `key` (marked used), or missing.
   OVNValue objectForKey(std::string_view key);
+  //! Calls `visit` with the value stored under `key` (marked used) in place, without copying
+  //! it, and answers whether there was one. `visit` runs under the shard's lock: it must not
+  //! use this store, and should only read and copy what it needs. For readers that want a
+  //! part of a shared value, whose copy would cost a reference count that other threads
+  //! write too.
+  template <class Visit>
+  bool visitObjectForKey(std::string_view key, const Visit& visit) {
+    return visitObjectForKey(
+        key, [](const void* context, const OVNValue& value) { (*static_cast<const Visit*>(context))(value); }, &visit);
+  }
+  //! As above, with the visitor as a plain function and its context (no allocation, no
+  //! indirection beyond the one call).
+  bool visitObjectForKey(std::string_view key, void (*visit)(const void* context, const OVNValue& value),
+                         const void* context);
   //! Stores `object` under `key` with cost 0, replacing an earlier value. A missing
   //! `object` removes the key instead.
   void setObject(OVNValue object, std::string_view key);
