@@ -158,74 +158,56 @@ LockedMap& lockedMap() {
 
 // ---- Memory: lookups ------------------------------------------------------------------------
 
+// Runs `operation` on this thread's pseudo-random sequence of key indexes. A template, so
+// that the operation is inlined into the timed loop.
+template <class Operation>
+void overRandomKeys(benchmark::State& state, const Operation& operation) {
+  const auto sequence = keySequence(state.thread_index());
+  std::size_t next = 0;
+  for (auto _ : state) operation(sequence[next++ & (kSequenceLength - 1)]);
+  setMemoryCounters(state);
+}
+
 // What choosing a key costs inside every loop below.
 void BM_KeyChoiceOnly(benchmark::State& state) {
   const auto& names = keys();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::string& key = names[sequence[next++ & (kSequenceLength - 1)]];
-    benchmark::DoNotOptimize(key.data());
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { benchmark::DoNotOptimize(names[index].data()); });
 }
 BENCHMARK(BM_KeyChoiceOnly)->Threads(1)->Threads(2)->UseRealTime();
 
 void BM_Anchor_MutexMapGet(benchmark::State& state) {
   LockedMap& map = lockedMap();
   const auto& names = keys();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::string& key = names[sequence[next++ & (kSequenceLength - 1)]];
+  overRandomKeys(state, [&](std::size_t index) {
     OVNValue found;
     {
       std::lock_guard guard(map.lock);
-      auto entry = map.entries.find(key);
+      auto entry = map.entries.find(names[index]);
       if (entry != map.entries.end()) found = entry->second;
     }
     benchmark::DoNotOptimize(found);
-  }
-  setMemoryCounters(state);
+  });
 }
 BENCHMARK(BM_Anchor_MutexMapGet)->Threads(1)->Threads(2)->UseRealTime();
 
 void BM_MemoryStoreGet(benchmark::State& state) {
   OVNMemoryStore& store = memoryStore();
   const auto& names = keys();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::string& key = names[sequence[next++ & (kSequenceLength - 1)]];
-    benchmark::DoNotOptimize(store.objectForKey(key));
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { benchmark::DoNotOptimize(store.objectForKey(names[index])); });
 }
 BENCHMARK(BM_MemoryStoreGet)->Threads(1)->Threads(2)->UseRealTime();
 
 void BM_MemoryCacheObjectInMemoryForKey(benchmark::State& state) {
   OVNMemoryCache& cache = memoryCache();
   const auto& names = keys();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::string& key = names[sequence[next++ & (kSequenceLength - 1)]];
-    benchmark::DoNotOptimize(cache.objectInMemoryForKey(key));
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { benchmark::DoNotOptimize(cache.objectInMemoryForKey(names[index])); });
 }
 BENCHMARK(BM_MemoryCacheObjectInMemoryForKey)->Threads(1)->Threads(2)->UseRealTime();
 
 void BM_MemoryCacheObjectForKey(benchmark::State& state) {
   OVNMemoryCache& cache = wrappedMemoryCache();
   const auto& names = keys();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::string& key = names[sequence[next++ & (kSequenceLength - 1)]];
-    benchmark::DoNotOptimize(cache.objectForKey(key));
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { benchmark::DoNotOptimize(cache.objectForKey(names[index])); });
 }
 BENCHMARK(BM_MemoryCacheObjectForKey)->Threads(1)->Threads(2)->UseRealTime();
 
@@ -235,15 +217,11 @@ void BM_Anchor_MutexMapSet(benchmark::State& state) {
   LockedMap& map = lockedMap();
   const auto& names = keys();
   const auto& stored = values();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::size_t index = sequence[next++ & (kSequenceLength - 1)];
+  overRandomKeys(state, [&](std::size_t index) {
     OVNValue value = stored[index];
     std::lock_guard guard(map.lock);
     map.entries.insert_or_assign(names[index], std::move(value));
-  }
-  setMemoryCounters(state);
+  });
 }
 BENCHMARK(BM_Anchor_MutexMapSet)->Threads(1)->Threads(2)->UseRealTime();
 
@@ -251,13 +229,7 @@ void BM_MemoryStoreSet(benchmark::State& state) {
   OVNMemoryStore& store = memoryStore();
   const auto& names = keys();
   const auto& stored = values();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::size_t index = sequence[next++ & (kSequenceLength - 1)];
-    store.setObject(stored[index], names[index]);
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { store.setObject(stored[index], names[index]); });
 }
 BENCHMARK(BM_MemoryStoreSet)->Threads(1)->Threads(2)->UseRealTime();
 
@@ -265,13 +237,7 @@ void BM_MemoryCacheSetObject(benchmark::State& state) {
   OVNMemoryCache& cache = memoryCache();
   const auto& names = keys();
   const auto& stored = values();
-  const auto sequence = keySequence(state.thread_index());
-  std::size_t next = 0;
-  for (auto _ : state) {
-    const std::size_t index = sequence[next++ & (kSequenceLength - 1)];
-    cache.setObject(stored[index], names[index]);
-  }
-  setMemoryCounters(state);
+  overRandomKeys(state, [&](std::size_t index) { cache.setObject(stored[index], names[index]); });
 }
 BENCHMARK(BM_MemoryCacheSetObject)->Threads(1)->Threads(2)->UseRealTime();
 
