@@ -198,9 +198,10 @@ OVNCachedContentRef OVNDiskCache::readRecordWaiting(const std::string& path) {
 }
 
 OVNValue OVNDiskCache::objectForKey(std::string_view key, std::optional<OVNDate> expires, const ContentBlock& content) {
-  const auto path = filePathForKey(key);
   OVNCachedContentRef record = memory_->record(key);
-  if (!record && path) record = readRecordWaiting(*path);
+  if (!record) {
+    if (const auto path = filePathForKey(key)) record = readRecordWaiting(*path);
+  }
   if (record && OVNExpirable::isExpired(record->expires())) {
     removeObjectForKey(key);
     record = nullptr;
@@ -209,7 +210,7 @@ OVNValue OVNDiskCache::objectForKey(std::string_view key, std::optional<OVNDate>
     OVNValue made = content();
     if (made.isPresent()) {
       record = memory_->put(key, std::move(made), expires);
-      if (path) queueWrite(*path, record);
+      if (const auto path = filePathForKey(key)) queueWrite(*path, record);
     }
   }
   return record ? record->object() : OVNValue();
