@@ -88,6 +88,7 @@ std::unique_ptr<icu::Calendar> makeICUCalendar(std::string_view identifier) {
 
 std::mutex currentLock;
 std::shared_ptr<OVNCalendar> currentOverride;  // guarded by currentLock
+std::shared_ptr<OVNCalendar> currentDefault;   // guarded by currentLock
 
 }  // namespace
 
@@ -104,11 +105,12 @@ std::shared_ptr<OVNCalendar> OVNCalendar::calendarWithIdentifier(std::string_vie
 }
 
 std::shared_ptr<OVNCalendar> OVNCalendar::currentCalendar() {
-  {
-    std::lock_guard guard(currentLock);
-    if (currentOverride) return currentOverride;
-  }
-  return calendarWithIdentifier(OVNCalendarIdentifierGregorian);
+  std::lock_guard guard(currentLock);
+  if (currentOverride) return currentOverride;
+  // Made once: an ICU calendar costs microseconds to make, and the day tests ask for it on
+  // every call. It follows the default time zone by itself.
+  if (!currentDefault) currentDefault = calendarWithIdentifier(OVNCalendarIdentifierGregorian);
+  return currentDefault;
 }
 
 void OVNCalendar::setCurrentCalendar(std::shared_ptr<OVNCalendar> calendar) {

@@ -56,8 +56,9 @@ class OVN_EXPORT OVNCalendar : public OVNObject {
   //! A calendar of that identifier (one of the constants above), with the week rules of
   //! the current locale; null for an identifier that is none of them.
   static std::shared_ptr<OVNCalendar> calendarWithIdentifier(std::string_view identifier);
-  //! The user's calendar: the one set in code, else a Gregorian calendar with the current
-  //! locale's week rules and the default time zone.
+  //! The user's calendar: the one set in code, else a Gregorian calendar with the week
+  //! rules of the current locale when first asked for, following the default time zone.
+  //! Callers share it: changing its time zone or week rules changes them for everyone.
   static std::shared_ptr<OVNCalendar> currentCalendar();
   //! Null restores the default.
   static void setCurrentCalendar(std::shared_ptr<OVNCalendar> calendar);

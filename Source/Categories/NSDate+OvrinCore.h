@@ -1,0 +1,153 @@
+#pragma once
+// Date helpers: calendar components, arithmetic, differences, comparisons and the day
+// periods weather displays use ("Tonight", "this afternoon").
+//
+// Two calendars serve them. The implicit calendar, made from the process-wide default
+// calendar identifier (Gregorian unless set; Gregorian also when set to none), serves the
+// component accessors, the day periods, date construction, arithmetic and differences. The
+// current calendar (OVNCalendar::currentCalendar(), the user's) serves the day tests
+// (today, tomorrow, yesterday, same day), ovn_isWeekend and ovn_daysInMonth. Both follow the
+// default time zone unless given one; "now" is OVNDate::now(), which a test clock drives.
+//
+// Kept on purpose: ovn_daysInYear gives 265 for a common year, and ovn_isLeapYear is true
+// for every year that is not a multiple of 400.
+//
+// Threads: any thread. The default identifier is meant to be set once at start-up; it is
+// guarded all the same, so setting it while others read is safe (they see either one).
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "OvrinCoreExport.h"
+#include "Platform/Time/OVNCalendar.h"
+#include "Platform/Time/OVNTimeZone.h"
+#include "Platform/Values/OVNDate.h"
+
+// The component type codes of ovn_componentForDate.
+inline constexpr std::uint64_t OVNDateComponentEra = 0;
+inline constexpr std::uint64_t OVNDateComponentYear = 1;
+inline constexpr std::uint64_t OVNDateComponentMonth = 2;
+inline constexpr std::uint64_t OVNDateComponentDay = 3;
+inline constexpr std::uint64_t OVNDateComponentHour = 4;
+inline constexpr std::uint64_t OVNDateComponentMinute = 5;
+inline constexpr std::uint64_t OVNDateComponentSecond = 6;
+inline constexpr std::uint64_t OVNDateComponentWeekday = 7;
+inline constexpr std::uint64_t OVNDateComponentWeekdayOrdinal = 8;
+inline constexpr std::uint64_t OVNDateComponentQuarter = 9;
+inline constexpr std::uint64_t OVNDateComponentWeekOfMonth = 10;
+inline constexpr std::uint64_t OVNDateComponentWeekOfYear = 11;
+inline constexpr std::uint64_t OVNDateComponentYearForWeekOfYear = 12;
+inline constexpr std::uint64_t OVNDateComponentDayOfYear = 13;
+
+// ---- The default calendar ---------------------------------------------------------------
+OVN_EXPORT std::optional<std::string> ovn_defaultCalendarIdentifier();
+//! Sets the identifier and rebuilds the implicit calendar (Gregorian for none, and for an
+//! identifier OVNCalendar does not know).
+OVN_EXPORT void ovn_setDefaultCalendarIdentifier(std::optional<std::string> identifier);
+
+// ---- Components --------------------------------------------------------------------------
+//! The component of `type` (a code above) of `date` in `calendar` (null: the implicit one);
+//! 0 for any other code.
+OVN_EXPORT std::int64_t ovn_componentForDate(OVNDate date, std::uint64_t type, const OVNCalendarRef& calendar);
+OVN_EXPORT std::int64_t ovn_era(OVNDate date);
+OVN_EXPORT std::int64_t ovn_year(OVNDate date);
+OVN_EXPORT std::int64_t ovn_month(OVNDate date);
+OVN_EXPORT std::int64_t ovn_day(OVNDate date);
+OVN_EXPORT std::int64_t ovn_hour(OVNDate date);
+OVN_EXPORT std::int64_t ovn_minute(OVNDate date);
+OVN_EXPORT std::int64_t ovn_second(OVNDate date);
+OVN_EXPORT std::int64_t ovn_weekday(OVNDate date);
+OVN_EXPORT std::int64_t ovn_weekdayOrdinal(OVNDate date);
+OVN_EXPORT std::int64_t ovn_quarter(OVNDate date);
+OVN_EXPORT std::int64_t ovn_weekOfMonth(OVNDate date);
+OVN_EXPORT std::int64_t ovn_weekOfYear(OVNDate date);
+OVN_EXPORT std::int64_t ovn_yearForWeekOfYear(OVNDate date);
+OVN_EXPORT std::int64_t ovn_dayOfYear(OVNDate date);
+//! Days in the month of `date`, current calendar.
+OVN_EXPORT std::int64_t ovn_daysInMonth(OVNDate date);
+//! 366 in a leap year, else 265 (kept as it always was).
+OVN_EXPORT std::int64_t ovn_daysInYear(OVNDate date);
+//! The Gregorian rule on the year of `date` in the implicit calendar.
+OVN_EXPORT bool ovn_isInLeapYear(OVNDate date);
+//! True for every year that is not a multiple of 400 (kept as it always was).
+OVN_EXPORT bool ovn_isLeapYear(std::int64_t year);
+//! The implicit calendar's time zone.
+OVN_EXPORT std::shared_ptr<OVNTimeZone> ovn_timeZone(OVNDate date);
+
+// ---- Days ----------------------------------------------------------------------------------
+OVN_EXPORT bool ovn_isToday(OVNDate date);
+OVN_EXPORT bool ovn_isTomorrow(OVNDate date);
+OVN_EXPORT bool ovn_isYesterday(OVNDate date);
+OVN_EXPORT bool ovn_isSameDay(OVNDate date, OVNDate other);
+//! The class operation isSameDay:asDate:.
+OVN_EXPORT bool ovn_isSameDayAsDate(OVNDate date, OVNDate other);
+//! Sunday or Saturday (the first and the last of the calendar's weekdays), current calendar.
+OVN_EXPORT bool ovn_isWeekend(OVNDate date);
+OVN_EXPORT bool ovn_isDaylightSavingsTime(OVNDate date);
+//! `date` moved by the difference between `timeZone`'s and the system zone's offsets now.
+OVN_EXPORT OVNDate ovn_dateWithTimeZone(OVNDate date, const OVNTimeZone& timeZone);
+
+// ---- Day periods (by ovn_hour) -----------------------------------------------------------
+OVN_EXPORT bool ovn_isEarlyMorning(OVNDate date);  // 4 to 7
+OVN_EXPORT bool ovn_isMorning(OVNDate date);       // 8 to 10
+OVN_EXPORT bool ovn_isMidday(OVNDate date);        // 11 and 12
+OVN_EXPORT bool ovn_isAfternoon(OVNDate date);     // 13 to 16
+OVN_EXPORT bool ovn_isEvening(OVNDate date);       // 17 to 20: neither day nor night
+OVN_EXPORT bool ovn_isNight(OVNDate date);         // 21 to 23 and 0 to 3
+OVN_EXPORT bool ovn_isDay(OVNDate date);           // 4 to 16
+OVN_EXPORT bool ovn_isTonight(OVNDate date);       // today and night
+OVN_EXPORT bool ovn_isPM(OVNDate date);            // 12 to 23
+
+// ---- Arithmetic (implicit calendar; smaller fields clamp: 31 March - 1 month = 28/29 Feb) --
+OVN_EXPORT OVNDate ovn_dateByAddingYears(OVNDate date, std::int64_t years);
+OVN_EXPORT OVNDate ovn_dateByAddingMonths(OVNDate date, std::int64_t months);
+OVN_EXPORT OVNDate ovn_dateByAddingWeeks(OVNDate date, std::int64_t weeks);
+OVN_EXPORT OVNDate ovn_dateByAddingDays(OVNDate date, std::int64_t days);
+OVN_EXPORT OVNDate ovn_dateByAddingHours(OVNDate date, std::int64_t hours);
+OVN_EXPORT OVNDate ovn_dateByAddingMinutes(OVNDate date, std::int64_t minutes);
+OVN_EXPORT OVNDate ovn_dateByAddingSeconds(OVNDate date, std::int64_t seconds);
+OVN_EXPORT OVNDate ovn_dateBySubtractingYears(OVNDate date, std::int64_t years);
+OVN_EXPORT OVNDate ovn_dateBySubtractingMonths(OVNDate date, std::int64_t months);
+OVN_EXPORT OVNDate ovn_dateBySubtractingWeeks(OVNDate date, std::int64_t weeks);
+OVN_EXPORT OVNDate ovn_dateBySubtractingDays(OVNDate date, std::int64_t days);
+OVN_EXPORT OVNDate ovn_dateBySubtractingHours(OVNDate date, std::int64_t hours);
+OVN_EXPORT OVNDate ovn_dateBySubtractingMinutes(OVNDate date, std::int64_t minutes);
+OVN_EXPORT OVNDate ovn_dateBySubtractingSeconds(OVNDate date, std::int64_t seconds);
+//! Midnight of the day of `date` in the system time zone.
+OVN_EXPORT OVNDate ovn_dateByIgnoringTime(OVNDate date);
+OVN_EXPORT OVNDate ovn_dateByIgnoringSeconds(OVNDate date);
+
+// ---- Construction (class operations; the implicit calendar) -------------------------------
+OVN_EXPORT OVNDate ovn_dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day);
+OVN_EXPORT OVNDate ovn_dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day,
+                                    const std::shared_ptr<OVNTimeZone>& timeZone);
+//! In the system time zone.
+OVN_EXPORT OVNDate ovn_dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour,
+                                    std::int64_t minute, std::int64_t second);
+OVN_EXPORT OVNDate ovn_dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour,
+                                    std::int64_t minute, std::int64_t second,
+                                    const std::shared_ptr<OVNTimeZone>& timeZone);
+
+// ---- Differences ---------------------------------------------------------------------------
+//! Whole units from the earlier to the later of the two, negated when `date` is the earlier.
+OVN_EXPORT std::int64_t ovn_yearsFrom(OVNDate date, OVNDate other);
+//! Months plus 12 x years.
+OVN_EXPORT std::int64_t ovn_monthsFrom(OVNDate date, OVNDate other);
+OVN_EXPORT std::int64_t ovn_weeksFrom(OVNDate date, OVNDate other);
+OVN_EXPORT std::int64_t ovn_daysFrom(OVNDate date, OVNDate other);
+//! (date - other) in hours, minutes, seconds.
+OVN_EXPORT double ovn_hoursFrom(OVNDate date, OVNDate other);
+OVN_EXPORT double ovn_minutesFrom(OVNDate date, OVNDate other);
+OVN_EXPORT double ovn_secondsFrom(OVNDate date, OVNDate other);
+
+// ---- Comparisons -----------------------------------------------------------------------------
+OVN_EXPORT bool ovn_isEarlierThan(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isLaterThan(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isEarlierThanOrEqualTo(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isLaterThanOrEqualTo(OVNDate date, OVNDate other);
+//! The same tests on both dates cut to their day (ovn_dateWithYear of year, month, day).
+OVN_EXPORT bool ovn_isEqualToDateIgnoringTime(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isEarlierThanDateIgnoringTime(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isLaterThanDateIgnoringTime(OVNDate date, OVNDate other);
+OVN_EXPORT bool ovn_isFuture(OVNDate date);
