@@ -1,8 +1,16 @@
 #include <array>
+#include <cmath>
 #include <mutex>
 #include <utility>
 
+#include "Categories/NSBundle+OvrinCore.h"
 #include "Categories/NSDate+OvrinCore.h"
+#include "Platform/System/OVNBundle.h"
+#include "Platform/Text/OVNRegularExpression.h"
+#include "Platform/Text/OVNString.h"
+#include "Platform/Text/OVNTextCheckingResult.h"
+#include "Platform/Time/OVNDateFormatter.h"
+#include "Platform/Values/OVNFormat.h"
 
 namespace {
 
@@ -265,3 +273,168 @@ bool ovn_isEarlierThanDateIgnoringTime(OVNDate date, OVNDate other) {
 }
 bool ovn_isLaterThanDateIgnoringTime(OVNDate date, OVNDate other) { return ovn_isLaterThan(dayOf(date), dayOf(other)); }
 bool ovn_isFuture(OVNDate date) { return ovn_isLaterThan(date, OVNDate::now()); }
+
+// ---- Relative phrases ------------------------------------------------------------------------
+
+namespace {
+
+struct Phrases {
+  const char* abbreviated;
+  const char* many;
+  const char* one;
+  const char* nextWords;  // the word form, future
+  const char* lastWords;  // the word form, past
+  bool isDate;            // years, months, weeks, days: numbers in styles 1 and 2
+};
+
+constexpr std::array<Phrases, 7> kPhrases{{
+    {"%dy", "%d years %@", "1 year %@", "next year", "last year", true},
+    {"%dM", "%d months %@", "1 month %@", "next month", "last month", true},
+    {"%dw", "%d weeks %@", "1 week %@", "next week", "last week", true},
+    {"%dd", "%d days %@", "1 day %@", "tomorrow", "yesterday", true},
+    {"%dh", "%d hours %@", "1 hour %@", "an hour %@", "an hour %@", false},
+    {"%dm", "%d minutes %@", "1 minute %@", "a minute %@", "a minute %@", false},
+    {"%ds", "%d seconds %@", "1 second %@", "just now", "just now", false},
+}};
+
+std::string localized(std::string_view key) { return OVNBundle::mainBundle()->localizedStringForKey(key, "", ""); }
+
+// Day start for the phrases: rebuilt from year, month, day and week of year.
+OVNDate phraseDayStart(const OVNCalendar& calendar, OVNDate date) {
+  OVNDateComponents day = calendar.components(
+      OVNCalendarUnitYear | OVNCalendarUnitMonth | OVNCalendarUnitDay | OVNCalendarUnitWeekOfYear, date);
+  day.timeZone = nullptr;
+  return calendar.dateFromComponents(day).value_or(date);
+}
+
+}  // namespace
+
+std::optional<std::string> ovn_stringForDateAgoFormat(OVNDate, std::uint64_t format, std::uint64_t valueType,
+                                                      std::int64_t value, bool future) {
+  if (valueType >= kPhrases.size()) return std::nullopt;
+  const Phrases& phrases = kPhrases[valueType];
+  const std::int64_t count = value < 0 ? -value : value;
+  if (format == OVNDateAgoFormatAbbreviated) return OVNFormat(localized(phrases.abbreviated), count);
+  const std::string suffix = localized(future ? "from now" : "ago");
+  if (count >= 2) return OVNFormat(localized(phrases.many), count, suffix);
+  const bool numbers = format == OVNDateAgoFormatNumeric ||
+                       format == (phrases.isDate ? OVNDateAgoFormatNumericDates : OVNDateAgoFormatNumericTimes);
+  const char* words = future ? phrases.nextWords : phrases.lastWords;
+  return OVNFormat(localized(numbers ? phrases.one : words), suffix);
+}
+
+std::string ovn_timeAgoSinceDateFormat(OVNDate date, OVNDate reference, std::uint64_t format) {
+  const OVNCalendarRef calendar = OVNCalendar::currentCalendar();
+  const bool future = reference.timeIntervalSinceDate(date) < 0;
+  const auto [earlier, later] = future ? std::pair(reference, date) : std::pair(date, reference);
+  const OVNDateComponents time =
+      calendar->components(OVNCalendarUnitHour | OVNCalendarUnitMinute | OVNCalendarUnitSecond, earlier, later);
+  std::uint64_t type = OVNDateAgoSeconds;
+  std::int64_t count = time.second.value_or(0);
+  if (time.hour.value_or(0) > 23) {
+    const OVNDateComponents days = calendar->components(
+        OVNCalendarUnitYear | OVNCalendarUnitMonth | OVNCalendarUnitWeekOfYear | OVNCalendarUnitDay,
+        phraseDayStart(*calendar, earlier), phraseDayStart(*calendar, later));
+    const std::pair<std::uint64_t, std::int64_t> largest[] = {{OVNDateAgoYears, days.year.value_or(0)},
+                                                              {OVNDateAgoMonths, days.month.value_or(0)},
+                                                              {OVNDateAgoWeeks, days.weekOfYear.value_or(0)}};
+    type = OVNDateAgoDays;
+    count = days.day.value_or(0);
+    for (const auto& [candidate, value] : largest) {
+      if (value >= 1) {
+        type = candidate;
+        count = value;
+        break;
+      }
+    }
+  } else if (time.hour.value_or(0) >= 1) {
+    type = OVNDateAgoHours;
+    count = *time.hour;
+  } else if (time.minute.value_or(0) >= 1) {
+    type = OVNDateAgoMinutes;
+    count = *time.minute;
+  }
+  return ovn_stringForDateAgoFormat(date, format, type, count, future).value_or("");
+}
+
+std::string ovn_timeAgoSinceDate(OVNDate date, OVNDate reference, bool numericDates, bool numericTimes) {
+  std::uint64_t format = OVNDateAgoFormatWords;
+  if (numericDates && numericTimes) {
+    format = OVNDateAgoFormatNumeric;
+  } else if (numericDates) {
+    format = OVNDateAgoFormatNumericDates;
+  } else if (numericTimes) {
+    format = OVNDateAgoFormatNumericTimes;
+  }
+  return ovn_timeAgoSinceDateFormat(date, reference, format);
+}
+
+std::string ovn_timeAgoSinceDate(OVNDate date, OVNDate reference) {
+  return ovn_timeAgoSinceDate(date, reference, false);
+}
+std::string ovn_timeAgoSinceNow(OVNDate date) { return ovn_timeAgoSinceDate(date, OVNDate::now()); }
+std::string ovn_timeAgoSinceDate(OVNDate date) { return ovn_timeAgoSinceNow(date); }
+
+std::string ovn_dayNameRelativeToNow(OVNDate date, bool flag) {
+  return ovn_dayNameRelativeToNow(date, flag, OVNTimeZone::systemTimeZone());
+}
+
+std::string ovn_dayNameRelativeToNow(OVNDate date, bool, const std::shared_ptr<OVNTimeZone>& timeZone) {
+  const bool night = ovn_isNight(date);
+  const char* name = nullptr;
+  if (ovn_isToday(date)) {
+    name = night ? "Tonight" : "Today";
+  } else if (ovn_isTomorrow(date)) {
+    name = night ? "Tomorrow Night" : "Tomorrow";
+  } else if (ovn_isYesterday(date)) {
+    name = night ? "Last Night" : "Yesterday";
+  }
+  if (name) return OVNLocalizedString(name);
+  auto formatter = OVNMake<OVNDateFormatter>();
+  formatter->setDateFormat("eeee");
+  formatter->setTimeZone(timeZone);
+  const std::string weekday = formatter->stringFromDate(date);
+  return night ? weekday : OVNLocalizedString(weekday);
+}
+
+std::string ovn_dateStringRelativeToNowUsingInterval(OVNDate date, double interval) {
+  return ovn_dateStringRelativeToDate(date, OVNDate::now(), interval);
+}
+
+std::string ovn_dateStringRelativeToDate(OVNDate date, OVNDate reference, double interval) {
+  const auto count = static_cast<long>(std::llround(date.timeIntervalSinceDate(reference) / interval));
+  OVNValue word;
+  if (interval == OVNMonthInterval) {
+    word = "months";
+  } else if (interval == OVNDayInterval) {
+    word = "days";
+  } else if (interval == OVNHourInterval) {
+    word = "hours";
+  } else if (interval == OVNMinuteInterval) {
+    word = "minutes";
+  }
+  return OVNFormat("%li %@", count, word);
+}
+
+std::optional<OVNDate> ovn_relativeDateWithString(std::string_view text) {
+  static const auto expression = OVNRegularExpression::regularExpressionWithPattern(
+      "(\\-?\\d+)\\s*(\\w+)", OVNRegularExpressionCaseInsensitive, nullptr);
+  constexpr std::pair<const char*, double> kUnits[] = {
+      {"month", OVNMonthInterval}, {"day", OVNDayInterval}, {"hour", OVNHourInterval}, {"minute", OVNMinuteInterval}};
+  bool matched = false;
+  std::int64_t count = 0;
+  double unit = 0;
+  for (const OVNTextCheckingResult& match : expression->matchesInString(text)) {
+    matched = true;
+    count = OVNValue(OVNString::substringWithRange(text, match.rangeAtIndex(1))).longLongValue().value_or(0);
+    const std::string word = OVNString::substringWithRange(text, match.rangeAtIndex(2));
+    for (const auto& [name, seconds] : kUnits) {
+      if (word.find(name) != std::string::npos) {
+        unit = seconds;
+        break;
+      }
+    }
+  }
+  if (!matched) return std::nullopt;
+  return OVNDate::now().dateByAddingTimeInterval(static_cast<double>(count) * unit);
+}

@@ -10,7 +10,9 @@
 // default time zone unless given one; "now" is OVNDate::now(), which a test clock drives.
 //
 // Kept on purpose: ovn_daysInYear gives 265 for a common year, and ovn_isLeapYear is true
-// for every year that is not a multiple of 400.
+// for every year that is not a multiple of 400. Relative phrases keep theirs too: interval
+// counts print "(null)" for an unknown interval and "1 days"; ovn_relativeDateWithString
+// pairs the last count with the last recognised unit and knows no weeks, years or seconds.
 //
 // Threads: any thread. The default identifier is meant to be set once at start-up; it is
 // guarded all the same, so setting it while others read is safe (they see either one).
@@ -23,6 +25,15 @@
 #include "Platform/Time/OVNCalendar.h"
 #include "Platform/Time/OVNTimeZone.h"
 #include "Platform/Values/OVNDate.h"
+
+// Time intervals, in seconds. A month is 30.5 days and a year 365 days.
+inline constexpr double OVNSecondInterval = 1;
+inline constexpr double OVNMinuteInterval = 60;
+inline constexpr double OVNHourInterval = 3600;
+inline constexpr double OVNDayInterval = 86400;
+inline constexpr double OVNWeekInterval = 604800;
+inline constexpr double OVNMonthInterval = 2635200;
+inline constexpr double OVNYearInterval = 31536000;
 
 // The component type codes of ovn_componentForDate.
 inline constexpr std::uint64_t OVNDateComponentEra = 0;
@@ -151,3 +162,47 @@ OVN_EXPORT bool ovn_isEqualToDateIgnoringTime(OVNDate date, OVNDate other);
 OVN_EXPORT bool ovn_isEarlierThanDateIgnoringTime(OVNDate date, OVNDate other);
 OVN_EXPORT bool ovn_isLaterThanDateIgnoringTime(OVNDate date, OVNDate other);
 OVN_EXPORT bool ovn_isFuture(OVNDate date);
+
+// ---- Relative phrases ------------------------------------------------------------------------
+// Phrase styles (the `format` of ovn_timeAgoSinceDateFormat).
+inline constexpr std::uint64_t OVNDateAgoFormatWords = 0;
+inline constexpr std::uint64_t OVNDateAgoFormatNumeric = 1;       //!< numbers for dates and times
+inline constexpr std::uint64_t OVNDateAgoFormatNumericDates = 2;  //!< numbers for dates, words for times
+inline constexpr std::uint64_t OVNDateAgoFormatNumericTimes = 3;  //!< words for dates, numbers for times
+inline constexpr std::uint64_t OVNDateAgoFormatAbbreviated = 4;
+// Value types (the `valueType` of ovn_stringForDateAgoFormat).
+inline constexpr std::uint64_t OVNDateAgoYears = 0;
+inline constexpr std::uint64_t OVNDateAgoMonths = 1;
+inline constexpr std::uint64_t OVNDateAgoWeeks = 2;
+inline constexpr std::uint64_t OVNDateAgoDays = 3;
+inline constexpr std::uint64_t OVNDateAgoHours = 4;
+inline constexpr std::uint64_t OVNDateAgoMinutes = 5;
+inline constexpr std::uint64_t OVNDateAgoSeconds = 6;
+
+//! "just now", "3 hours ago", "yesterday", "next week": `date` against now, in words.
+//! Templates and suffixes are looked up in the main bundle's string table (English keys).
+OVN_EXPORT std::string ovn_timeAgoSinceNow(OVNDate date);
+//! The class operation timeAgoSinceDate: the same as ovn_timeAgoSinceNow(date).
+OVN_EXPORT std::string ovn_timeAgoSinceDate(OVNDate date);
+//! `date` against `reference`, in words.
+OVN_EXPORT std::string ovn_timeAgoSinceDate(OVNDate date, OVNDate reference);
+//! timeAgoSinceDate:usingNumericDates:(numericTimes:): the style the two switches choose.
+OVN_EXPORT std::string ovn_timeAgoSinceDate(OVNDate date, OVNDate reference, bool numericDates,
+                                            bool numericTimes = false);
+//! timeAgoSinceDate:format: in a style above (the calendar work in the current calendar).
+OVN_EXPORT std::string ovn_timeAgoSinceDateFormat(OVNDate date, OVNDate reference, std::uint64_t format);
+//! The phrase for a count of one value type; nullopt for a type beyond OVNDateAgoSeconds.
+OVN_EXPORT std::optional<std::string> ovn_stringForDateAgoFormat(OVNDate date, std::uint64_t format,
+                                                                 std::uint64_t valueType, std::int64_t value,
+                                                                 bool future);
+//! "Tonight", "Today", "Tomorrow Night", "Tomorrow", "Last Night", "Yesterday" or the weekday
+//! name (in `timeZone`, default: the system zone), through OVNLocalizedString (a night's
+//! weekday name is not). `flag` is accepted and ignored.
+OVN_EXPORT std::string ovn_dayNameRelativeToNow(OVNDate date, bool flag);
+OVN_EXPORT std::string ovn_dayNameRelativeToNow(OVNDate date, bool flag, const std::shared_ptr<OVNTimeZone>& timeZone);
+//! "%li %@": the count of `interval`s from `reference` (rounded half away from zero) and
+//! "months", "days", "hours" or "minutes" for exactly those intervals, else "(null)".
+OVN_EXPORT std::string ovn_dateStringRelativeToNowUsingInterval(OVNDate date, double interval);
+OVN_EXPORT std::string ovn_dateStringRelativeToDate(OVNDate date, OVNDate reference, double interval);
+//! Now plus the last "<count> <unit>" of `text` ("-3 days"); nullopt without any count.
+OVN_EXPORT std::optional<OVNDate> ovn_relativeDateWithString(std::string_view text);

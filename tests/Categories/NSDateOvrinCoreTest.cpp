@@ -3,8 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "Categories/NSBundle+OvrinCore.h"
 #include "Categories/NSDate+OvrinCore.h"
 #include "Platform/Dispatch/OVNTestClock.h"
+#include "Platform/Text/OVNLocale.h"
 #include "Support/ScopedEnvironment.h"
 
 namespace {
@@ -129,6 +131,74 @@ TEST_P(NSDateOvrinCoreTest, FarDatesAndOtherZones) {
   const OVNDate now = OVNDate::now();
   EXPECT_EQ(ovn_dateWithTimeZone(now, *tokyo).timeIntervalSinceDate(now),
             double(tokyo->secondsFromGMT() - OVNTimeZone::systemTimeZone()->secondsFromGMT()));
+}
+
+TEST_P(NSDateOvrinCoreTest, TimeAgoPhrasesInEveryStyle) {
+  const OVNDate now = at(2026, 11, 24, 12);
+  OVNTestClock clock(now.timeIntervalSinceReferenceDate());
+  const auto ago = [&](double seconds, std::uint64_t style) {
+    return ovn_timeAgoSinceDateFormat(now.dateByAddingTimeInterval(-seconds), now, style);
+  };
+  struct Case {
+    double secondsAgo;
+    std::uint64_t style;
+    const char* phrase;
+  };
+  for (const Case& c : std::vector<Case>{{45, OVNDateAgoFormatWords, "45 seconds ago"},
+                                         {1, OVNDateAgoFormatWords, "just now"},
+                                         {1, OVNDateAgoFormatNumericTimes, "1 second ago"},
+                                         {0, OVNDateAgoFormatNumeric, "1 second ago"},
+                                         {3599, OVNDateAgoFormatWords, "59 minutes ago"},
+                                         {3660, OVNDateAgoFormatWords, "an hour ago"},
+                                         {3660, OVNDateAgoFormatNumericDates, "an hour ago"},
+                                         {3660, OVNDateAgoFormatNumeric, "1 hour ago"},
+                                         {3660, OVNDateAgoFormatNumericTimes, "1 hour ago"},
+                                         {23 * 3600 + 3540, OVNDateAgoFormatWords, "23 hours ago"},
+                                         {8 * 86400, OVNDateAgoFormatWords, "last week"},
+                                         {8 * 86400, OVNDateAgoFormatNumericDates, "1 week ago"},
+                                         {-3 * 3600, OVNDateAgoFormatWords, "3 hours from now"},
+                                         {-61 * 86400, OVNDateAgoFormatAbbreviated, "2M"},
+                                         {400 * 86400, OVNDateAgoFormatAbbreviated, "1y"}}) {
+    EXPECT_EQ(ago(c.secondsAgo, c.style), c.phrase) << c.secondsAgo << " s, style " << c.style;
+  }
+  // Whole days count midnights: 24 hours across one is "yesterday", 30 across two "2 days".
+  EXPECT_EQ(ovn_timeAgoSinceNow(at(2026, 11, 23, 12)), "yesterday");
+  EXPECT_EQ(ovn_timeAgoSinceDate(at(2026, 11, 22, 20), at(2026, 11, 24, 2)), "2 days ago");
+  EXPECT_EQ(ovn_timeAgoSinceDate(at(2026, 11, 25, 13), now, true), "1 day from now");
+  EXPECT_EQ(ovn_stringForDateAgoFormat(now, OVNDateAgoFormatWords, 7, 1, false), std::nullopt);
+}
+
+TEST_P(NSDateOvrinCoreTest, DayNamesCountsAndRelativeTexts) {
+  const auto savedLocale = OVNLocale::currentLocale();
+  OVNLocale::setCurrentLocale(OVNLocale::localeWithLocaleIdentifier("en_US"));
+  const OVNDate now = at(2026, 11, 24, 15);  // a Tuesday afternoon
+  OVNTestClock clock(now.timeIntervalSinceReferenceDate());
+  const std::vector<std::pair<OVNDate, std::string>> names{{at(2026, 11, 24, 22), OVNLocalizedString("Tonight")},
+                                                           {at(2026, 11, 24, 9), OVNLocalizedString("Today")},
+                                                           {at(2026, 11, 25, 3), OVNLocalizedString("Tomorrow Night")},
+                                                           {at(2026, 11, 25, 4), OVNLocalizedString("Tomorrow")},
+                                                           {at(2026, 11, 23, 23), OVNLocalizedString("Last Night")},
+                                                           {at(2026, 11, 27, 12), OVNLocalizedString("Friday")},
+                                                           {at(2026, 11, 27, 22), "Friday"}};
+  for (const auto& [date, name] : names) EXPECT_EQ(ovn_dayNameRelativeToNow(date, true), name) << date.description();
+  OVNLocale::setCurrentLocale(savedLocale);
+
+  EXPECT_EQ(ovn_dateStringRelativeToDate(now.dateByAddingTimeInterval(36 * 3600), now, OVNDayInterval), "2 days");
+  EXPECT_EQ(ovn_dateStringRelativeToDate(now.dateByAddingTimeInterval(-3600), now, OVNHourInterval), "-1 hours");
+  EXPECT_EQ(ovn_dateStringRelativeToNowUsingInterval(now.dateByAddingTimeInterval(70), 7), "10 (null)");
+
+  const double start = now.timeIntervalSinceReferenceDate();
+  const std::vector<std::pair<const char*, std::optional<double>>> texts{{"-3 days", start - 3 * 86400},
+                                                                         {"in 2 hours and 30 minutes", start + 1800},
+                                                                         {"1 month", start + 2635200},
+                                                                         {"2 weeks", start},
+                                                                         {"3 Days", start},
+                                                                         {"tomorrow", std::nullopt},
+                                                                         {"", std::nullopt}};
+  for (const auto& [text, expected] : texts) {
+    const auto date = ovn_relativeDateWithString(text);
+    EXPECT_EQ(date ? std::optional(date->timeIntervalSinceReferenceDate()) : std::nullopt, expected) << text;
+  }
 }
 
 }  // namespace
