@@ -156,7 +156,6 @@ OVNCalendar::Impl& OVNCalendar::prepared() const {
     impl_->calendar->adoptTimeZone(OVNICUTimeZone::of(*zone).clone().release());
     impl_->appliedZone = std::move(zone);
   }
-  impl_->calendar->clear();
   return *impl_;
 }
 
@@ -208,6 +207,7 @@ OVNDateComponents OVNCalendar::components(OVNCalendarUnit units, OVNDate from, O
 std::optional<OVNDate> OVNCalendar::dateFromComponents(const OVNDateComponents& components) const {
   std::lock_guard guard(lock_);
   icu::Calendar& calendar = *prepared().calendar;
+  calendar.clear();  // only the fields given count; every other operation sets the time whole
   if (components.timeZone) calendar.setTimeZone(OVNICUTimeZone::of(*components.timeZone).zone());
   for (const auto& [unit, field] : kFields) {
     if (const auto value = components.valueForComponent(unit)) calendar.set(field, toICU(field, *value));
