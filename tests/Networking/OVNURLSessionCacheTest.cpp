@@ -333,8 +333,8 @@ TEST(OVNURLSessionCacheNginxTest, RevalidatesWithTheServersValidators) {
     clock.advance(7200);  // the fresh file's hour is over
     EXPECT_EQ(get("/cache/fresh/a.json"), json("a1"));
   }
-  EXPECT_EQ(nginx.accessLog(), (std::vector<std::string>{"GET /cache/fresh/a.json 200", "GET /cache/check/b.json 200",
-                                                         "GET /cache/check/b.json 304", "GET /cache/check/b.json 200",
-                                                         "GET /cache/fresh/a.json 304"}));
+  EXPECT_EQ(nginx.accessLog(5), (std::vector<std::string>{"GET /cache/fresh/a.json 200", "GET /cache/check/b.json 200",
+                                                          "GET /cache/check/b.json 304", "GET /cache/check/b.json 200",
+                                                          "GET /cache/fresh/a.json 304"}));
   session->invalidateAndCancel();
 }

@@ -148,11 +148,15 @@ std::string NginxServer::httpsURL(std::string_view path) const {
 
 std::string NginxServer::errorLog() const { return readFile(directory_.path() + "/error.log"); }
 
-std::vector<std::string> NginxServer::accessLog() const {
-  std::vector<std::string> lines;
-  std::istringstream log(readFile(directory_.path() + "/access.log"));
-  for (std::string line; std::getline(log, line);) lines.push_back(line);
-  return lines;
+std::vector<std::string> NginxServer::accessLog(std::size_t atLeast) const {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  for (;;) {
+    std::vector<std::string> lines;
+    std::istringstream log(readFile(directory_.path() + "/access.log"));
+    for (std::string line; std::getline(log, line);) lines.push_back(line);
+    if (lines.size() >= atLeast || std::chrono::steady_clock::now() > deadline) return lines;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 void NginxServer::makeCertificates() const {

@@ -28,6 +28,7 @@
 #include <sys/types.h>
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -67,7 +68,9 @@ class NginxServer {
   //! What nginx has written to its error log so far.
   std::string errorLog() const;
   //! The lines of the access log so far ("GET /hello.txt 200"); only with Options::accessLog.
-  std::vector<std::string> accessLog() const;
+  //! nginx writes a request's line after sending its reply, so a client may see the reply
+  //! first: with `atLeast`, waits (up to 5 s) until the log holds that many lines.
+  std::vector<std::string> accessLog(std::size_t atLeast = 0) const;
 
  private:
   enum class Launch { Ready, PortTaken };
