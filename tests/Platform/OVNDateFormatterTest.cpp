@@ -104,6 +104,15 @@ TEST_F(OVNDateFormatterTest, TheLastOfPatternAndStylesDecides) {
   EXPECT_EQ(f->stringFromDate(winterDate), "1/15/24");
   f->setLocale(OVNLocale::localeWithLocaleIdentifier("de_DE"));
   EXPECT_EQ(f->dateFormat(), "dd.MM.yy");
+  // New patterns and zones reach a formatter already made.
+  f->setDateFormat("HH:mm");
+  EXPECT_EQ(f->stringFromDate(winterDate), "14:30");
+  f->setTimeZone(OVNTimeZone::timeZoneWithName("Asia/Kolkata"));
+  EXPECT_EQ(f->stringFromDate(winterDate), "20:00");
+  f->setTimeZone(OVNTimeZone::timeZoneForSecondsFromGMT(-3600));
+  EXPECT_EQ(f->dateFromString("13:30"), OVNDate::dateWithTimeIntervalSince1970(14.5 * 3600));
+  f->setTimeStyle(OVNDateFormatterShortStyle);
+  EXPECT_EQ(f->stringFromDate(winterDate), "15.01.24, 13:30");
 }
 
 TEST_F(OVNDateFormatterTest, TemplatesGiveTheLocalesPattern) {

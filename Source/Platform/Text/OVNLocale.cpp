@@ -13,9 +13,14 @@
 OVN_PROPERTIES(OVNLocale, localeIdentifier)
 
 namespace {
-std::mutex overrideLock;  // guards both overrides below
+std::mutex overrideLock;  // guards both overrides and the kept environment locale below
 std::vector<std::string> languagesOverride;
 std::shared_ptr<OVNLocale> currentLocaleOverride;
+// The environment's locale with the name it was made from: formatters ask for the current
+// locale on every use, and canonicalising through ICU each time would cost more than the
+// formatting.
+std::string environmentLocaleName;
+std::shared_ptr<OVNLocale> environmentLocale;
 
 std::string_view environmentValue(const char* name) {
   const char* value = std::getenv(name);
@@ -41,24 +46,33 @@ std::shared_ptr<OVNLocale> OVNLocale::localeWithLocaleIdentifier(std::string_vie
   return locale;
 }
 
-std::string OVNLocale::localeIdentifierFromEnvironment() {
+namespace {
+// The locale name the environment gives, without codeset and modifier; the POSIX identifier
+// for "C", "POSIX" or nothing.
+std::string_view environmentLocaleNameNow() {
   // POSIX precedence: the first variable that is set and non-empty decides, even "C".
   for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"}) {
     std::string_view name = environmentValue(variable);
     if (name.empty()) continue;
     name = name.substr(0, name.find_first_of(".@"));
     if (name.empty() || name == "C" || name == "POSIX") break;
-    return canonicalIdentifier(name);
+    return name;
   }
-  return std::string(posixIdentifier);
+  return OVNLocale::posixIdentifier;
 }
+}  // namespace
+
+std::string OVNLocale::localeIdentifierFromEnvironment() { return canonicalIdentifier(environmentLocaleNameNow()); }
 
 std::shared_ptr<OVNLocale> OVNLocale::currentLocale() {
-  {
-    std::lock_guard guard(overrideLock);
-    if (currentLocaleOverride) return currentLocaleOverride;
+  const std::string_view name = environmentLocaleNameNow();
+  std::lock_guard guard(overrideLock);
+  if (currentLocaleOverride) return currentLocaleOverride;
+  if (!environmentLocale || environmentLocaleName != name) {
+    environmentLocaleName = name;
+    environmentLocale = localeWithLocaleIdentifier(name);
   }
-  return localeWithLocaleIdentifier(localeIdentifierFromEnvironment());
+  return environmentLocale;
 }
 
 void OVNLocale::setCurrentLocale(std::shared_ptr<OVNLocale> locale) {

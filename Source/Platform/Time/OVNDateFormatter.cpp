@@ -53,7 +53,6 @@ std::string OVNDateFormatter::dateFormat() const {
 void OVNDateFormatter::setDateFormat(std::string dateFormat) {
   std::lock_guard guard(lock_);
   dateFormat_ = std::move(dateFormat);
-  changed();
 }
 
 OVNDateFormatterStyle OVNDateFormatter::dateStyle() const {
@@ -66,7 +65,6 @@ void OVNDateFormatter::setDateStyle(OVNDateFormatterStyle style) {
   std::lock_guard guard(lock_);
   dateStyle_ = style;
   dateFormat_.clear();
-  changed();
 }
 
 OVNDateFormatterStyle OVNDateFormatter::timeStyle() const {
@@ -79,7 +77,6 @@ void OVNDateFormatter::setTimeStyle(OVNDateFormatterStyle style) {
   std::lock_guard guard(lock_);
   timeStyle_ = style;
   dateFormat_.clear();
-  changed();
 }
 
 std::shared_ptr<OVNLocale> OVNDateFormatter::locale() const {
@@ -90,7 +87,6 @@ std::shared_ptr<OVNLocale> OVNDateFormatter::locale() const {
 void OVNDateFormatter::setLocale(std::shared_ptr<OVNLocale> locale) {
   std::lock_guard guard(lock_);
   locale_ = std::move(locale);
-  changed();
 }
 
 std::shared_ptr<OVNTimeZone> OVNDateFormatter::timeZone() const {
@@ -101,7 +97,6 @@ std::shared_ptr<OVNTimeZone> OVNDateFormatter::timeZone() const {
 void OVNDateFormatter::setTimeZone(std::shared_ptr<OVNTimeZone> timeZone) {
   std::lock_guard guard(lock_);
   timeZone_ = std::move(timeZone);
-  changed();
 }
 
 bool OVNDateFormatter::isLenient() const {
@@ -112,20 +107,16 @@ bool OVNDateFormatter::isLenient() const {
 void OVNDateFormatter::setLenient(bool lenient) {
   std::lock_guard guard(lock_);
   lenient_ = lenient;
-  changed();
 }
-
-void OVNDateFormatter::changed() { format_.reset(); }
 
 OVNICUDateFormat* OVNDateFormatter::preparedFormat() const {
   // The current locale and default zone are looked up at each use: either may have been
   // replaced since the ICU formatter was made.
-  const std::string localeIdentifier = (locale_ ? locale_ : OVNLocale::currentLocale())->localeIdentifier();
+  const auto locale = locale_ ? locale_ : OVNLocale::currentLocale();
   auto timeZone = timeZone_ ? timeZone_ : OVNTimeZone::defaultTimeZone();
-  if (!format_ || !format_->isFor(localeIdentifier, timeZone)) {
-    format_ = std::make_unique<OVNICUDateFormat>(OVNICUDateFormat::Settings{
-        dateFormat_, dateStyle_, timeStyle_, localeIdentifier, std::move(timeZone), lenient_});
-  }
+  OVNICUDateFormat::Settings wanted{dateFormat_,         dateStyle_, timeStyle_, locale->localeIdentifier(),
+                                    std::move(timeZone), lenient_};
+  if (!format_ || !format_->reconfigure(wanted)) format_ = std::make_unique<OVNICUDateFormat>(std::move(wanted));
   return format_.get();
 }
 

@@ -12,8 +12,9 @@
 // does the same. Without a pattern, dateFormat reads the pattern the styles give in the
 // locale; with both styles NoStyle it is empty, formatting gives "" and nothing parses.
 // A null locale means the current locale, a null time zone the default time zone, both
-// looked up at each use. The ICU formatter is made on first use and kept until a property
-// changes or the current locale or default zone it was made for is replaced.
+// looked up at each use. The ICU formatter is made on first use and kept: a new pattern or
+// zone is applied to it in place, so a formatter reconfigured before every use (as shared
+// formatters are) stays cheap; a new locale, style or leniency makes it anew.
 //
 // Parsing: the whole text must match; lenient parsing (off by default) lets ICU guess at
 // near misses. Two-digit years fall between 80 years before today and 20 after, as ICU
@@ -91,7 +92,6 @@ class OVN_EXPORT OVNDateFormatter : public OVNObject {
   // The ICU formatter for the current settings, made or remade as needed; null when the
   // settings format nothing. Call with `lock_` held.
   ovn::detail::OVNICUDateFormat* preparedFormat() const;
-  void changed();  // call with `lock_` held
 
   mutable std::mutex lock_;  // lock: guards every member below
   std::string dateFormat_;

@@ -40,8 +40,26 @@ std::unique_ptr<icu::DateFormat> OVNICUDateFormat::make(const Settings& settings
   return format;
 }
 
-bool OVNICUDateFormat::isFor(const std::string& localeIdentifier, const std::shared_ptr<OVNTimeZone>& timeZone) const {
-  return settings_.localeIdentifier == localeIdentifier && settings_.timeZone == timeZone;
+bool OVNICUDateFormat::reconfigure(const Settings& wanted) {
+  if (wanted.localeIdentifier != settings_.localeIdentifier || wanted.dateStyle != settings_.dateStyle ||
+      wanted.timeStyle != settings_.timeStyle || wanted.lenient != settings_.lenient ||
+      wanted.pattern.empty() != settings_.pattern.empty()) {
+    return false;
+  }
+  if (wanted.pattern != settings_.pattern) {
+    auto* simple = dynamic_cast<icu::SimpleDateFormat*>(format_.get());
+    if (!simple) return false;
+    simple->applyPattern(OVNICUString::fromUTF8(wanted.pattern));
+    settings_.pattern = wanted.pattern;
+  }
+  if (wanted.timeZone != settings_.timeZone) {
+    if (!wanted.timeZone || !settings_.timeZone || !wanted.timeZone->isEqual(*settings_.timeZone)) {
+      if (!format_ || !wanted.timeZone) return false;
+      format_->adoptTimeZone(OVNICUTimeZone::of(*wanted.timeZone).clone().release());
+    }
+    settings_.timeZone = wanted.timeZone;
+  }
+  return true;
 }
 
 std::string OVNICUDateFormat::pattern() const {

@@ -29,8 +29,10 @@ class OVNICUDateFormat {
 
   explicit OVNICUDateFormat(Settings settings);
 
-  //! Whether this was made for the locale and zone that apply now.
-  bool isFor(const std::string& localeIdentifier, const std::shared_ptr<OVNTimeZone>& timeZone) const;
+  //! Brings this formatter to `wanted` in place when only the pattern or the zone differ,
+  //! which ICU applies cheaply; false when it must be made anew (another locale, style or
+  //! leniency, or a change between pattern and styles).
+  bool reconfigure(const Settings& wanted);
   //! The pattern in use; "" when nothing formats.
   std::string pattern() const;
   std::string format(OVNDate date);
