@@ -5,6 +5,7 @@
 
 #include "Categories/NSBundle+OvrinCore.h"
 #include "Categories/NSDate+OvrinCore.h"
+#include "Categories/NSString+OvrinCore.h"
 #include "Platform/System/OVNBundle.h"
 #include "Platform/Text/OVNRegularExpression.h"
 #include "Platform/Text/OVNString.h"
@@ -299,6 +300,36 @@ constexpr std::array<Phrases, 7> kPhrases{{
 
 std::string localized(std::string_view key) { return OVNBundle::mainBundle()->localizedStringForKey(key, "", ""); }
 
+// One of the three shared formatters, reconfigured and used under its lock as one step.
+class SharedFormatter {
+ public:
+  template <typename Use>
+  auto use(Use&& work) {
+    std::lock_guard guard(lock_);
+    return work(*formatter_);
+  }
+
+ private:
+  std::mutex lock_;  // lock: one call's settings and use at a time
+  std::shared_ptr<OVNDateFormatter> formatter_ = OVNMake<OVNDateFormatter>();
+};
+
+// Never destroyed: dates may be formatted at exit.
+SharedFormatter& parsingFormatter() {
+  static auto* formatter = new SharedFormatter;
+  return *formatter;
+}
+SharedFormatter& styleFormatter() {
+  static auto* formatter = new SharedFormatter;
+  return *formatter;
+}
+SharedFormatter& patternFormatter() {
+  static auto* formatter = new SharedFormatter;
+  return *formatter;
+}
+
+constexpr OVNRegularExpressionOptions kNoOptions = 0;
+
 // Day start for the phrases: rebuilt from year, month, day and week of year.
 OVNDate phraseDayStart(const OVNCalendar& calendar, OVNDate date) {
   OVNDateComponents day = calendar.components(
@@ -390,10 +421,7 @@ std::string ovn_dayNameRelativeToNow(OVNDate date, bool, const std::shared_ptr<O
     name = night ? "Last Night" : "Yesterday";
   }
   if (name) return OVNLocalizedString(name);
-  auto formatter = OVNMake<OVNDateFormatter>();
-  formatter->setDateFormat("eeee");
-  formatter->setTimeZone(timeZone);
-  const std::string weekday = formatter->stringFromDate(date);
+  const std::string weekday = ovn_formattedDateWithFormat(date, "eeee", timeZone);
   return night ? weekday : OVNLocalizedString(weekday);
 }
 
@@ -437,4 +465,78 @@ std::optional<OVNDate> ovn_relativeDateWithString(std::string_view text) {
   }
   if (!matched) return std::nullopt;
   return OVNDate::now().dateByAddingTimeInterval(static_cast<double>(count) * unit);
+}
+
+std::optional<OVNDate> ovn_dateWithString(std::string_view text) {
+  if (text.size() > OVNDateFormatter::maximumTextLength || !OVNString::isValidUTF8(text)) return std::nullopt;
+  if (ovn_matchesPattern(text, "^\\d\\d/\\d\\d/\\d\\d\\d\\d$", kNoOptions))
+    return ovn_dateWithString(text, "MM/dd/yyyy");
+  if (ovn_matchesPattern(text, "^\\d\\d-\\d\\d-\\d\\d\\d\\d$", kNoOptions))
+    return ovn_dateWithString(text, "MM-dd-yyyy");
+  return ovn_relativeDateWithString(text);
+}
+
+std::optional<OVNDate> ovn_dateWithString(std::string_view text, std::string_view formatString) {
+  return ovn_dateWithString(text, formatString, OVNTimeZone::systemTimeZone());
+}
+
+std::optional<OVNDate> ovn_dateWithString(std::string_view text, std::string_view formatString,
+                                          const std::shared_ptr<OVNTimeZone>& timeZone) {
+  return parsingFormatter().use([&](OVNDateFormatter& formatter) {
+    formatter.setDateStyle(OVNDateFormatterNoStyle);
+    formatter.setTimeStyle(OVNDateFormatterNoStyle);
+    formatter.setTimeZone(timeZone);
+    formatter.setDateFormat(std::string(formatString));
+    return formatter.dateFromString(text);
+  });
+}
+
+std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style) {
+  return ovn_formattedDateWithStyle(date, style, OVNTimeZone::systemTimeZone(), nullptr);
+}
+
+std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                       const std::shared_ptr<OVNTimeZone>& timeZone) {
+  return ovn_formattedDateWithStyle(date, style, timeZone, OVNLocale::currentLocale());
+}
+
+std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                       const std::shared_ptr<OVNLocale>& locale) {
+  return ovn_formattedDateWithStyle(date, style, OVNTimeZone::systemTimeZone(), locale);
+}
+
+std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                       const std::shared_ptr<OVNTimeZone>& timeZone,
+                                       const std::shared_ptr<OVNLocale>& locale) {
+  return styleFormatter().use([&](OVNDateFormatter& formatter) {
+    formatter.setDateStyle(style);
+    formatter.setTimeZone(timeZone);
+    formatter.setLocale(locale);
+    return formatter.stringFromDate(date);
+  });
+}
+
+std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format) {
+  return ovn_formattedDateWithFormat(date, format, OVNTimeZone::systemTimeZone(), nullptr);
+}
+
+std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                        const std::shared_ptr<OVNTimeZone>& timeZone) {
+  return ovn_formattedDateWithFormat(date, format, timeZone, OVNLocale::currentLocale());
+}
+
+std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                        const std::shared_ptr<OVNLocale>& locale) {
+  return ovn_formattedDateWithFormat(date, format, OVNTimeZone::systemTimeZone(), locale);
+}
+
+std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                        const std::shared_ptr<OVNTimeZone>& timeZone,
+                                        const std::shared_ptr<OVNLocale>& locale) {
+  return patternFormatter().use([&](OVNDateFormatter& formatter) {
+    formatter.setDateFormat(std::string(format));
+    formatter.setTimeZone(timeZone);
+    formatter.setLocale(locale);
+    return formatter.stringFromDate(date);
+  });
 }

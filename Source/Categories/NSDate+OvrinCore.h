@@ -14,15 +14,24 @@
 // counts print "(null)" for an unknown interval and "1 days"; ovn_relativeDateWithString
 // pairs the last count with the last recognised unit and knows no weeks, years or seconds.
 //
+// Parsing and formatting go through three shared formatters (one parses, one formats by
+// style, one by pattern), made on first use and reconfigured for every call. Patterns are
+// Unicode date-format patterns; the OVNDateFormat* tokens below are pieces of them.
+//
 // Threads: any thread. The default identifier is meant to be set once at start-up; it is
-// guarded all the same, so setting it while others read is safe (they see either one).
+// guarded all the same, so setting it while others read is safe (they see either one). Each
+// shared formatter is reconfigured and used under its own lock, so calls from several
+// threads never mix their settings; they take turns.
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "OvrinCoreExport.h"
+#include "Platform/Text/OVNLocale.h"
 #include "Platform/Time/OVNCalendar.h"
+#include "Platform/Time/OVNDateFormatter.h"
 #include "Platform/Time/OVNTimeZone.h"
 #include "Platform/Values/OVNDate.h"
 
@@ -206,3 +215,63 @@ OVN_EXPORT std::string ovn_dateStringRelativeToNowUsingInterval(OVNDate date, do
 OVN_EXPORT std::string ovn_dateStringRelativeToDate(OVNDate date, OVNDate reference, double interval);
 //! Now plus the last "<count> <unit>" of `text` ("-3 days"); nullopt without any count.
 OVN_EXPORT std::optional<OVNDate> ovn_relativeDateWithString(std::string_view text);
+
+// ---- Parsing and formatting ------------------------------------------------------------------
+// Pattern tokens to combine into patterns: ovn_formattedDateWithFormat(date,
+// std::string(OVNDateFormatDayName) + " " + std::string(OVNDateFormatHour) + ...).
+inline constexpr std::string_view OVNDateFormatDate = "d";
+inline constexpr std::string_view OVNDateFormatDateWithZeroPadding = "dd";
+inline constexpr std::string_view OVNDateFormatDay = "ee";
+inline constexpr std::string_view OVNDateFormatDayName = "EEE";
+inline constexpr std::string_view OVNDateFormatDayNameFull = "EEEE";
+inline constexpr std::string_view OVNDateFormatDayOfYear = "DDD";
+inline constexpr std::string_view OVNDateFormatHour = "h";
+inline constexpr std::string_view OVNDateFormatHour24 = "H";
+inline constexpr std::string_view OVNDateFormatHour24WithZeroPadding = "HH";
+inline constexpr std::string_view OVNDateFormatHourWithZeroPadding = "hh";
+//! Padded like OVNDateFormatMinutesWithZeroPadding (kept as it always was).
+inline constexpr std::string_view OVNDateFormatMinutes = "mm";
+inline constexpr std::string_view OVNDateFormatMinutesWithZeroPadding = "mm";
+inline constexpr std::string_view OVNDateFormatMonth = "M";
+inline constexpr std::string_view OVNDateFormatMonthName = "MMM";
+inline constexpr std::string_view OVNDateFormatMonthNameFull = "MMMM";
+inline constexpr std::string_view OVNDateFormatMonthWithZeroPadding = "MM";
+inline constexpr std::string_view OVNDateFormatPeriod = "a";
+inline constexpr std::string_view OVNDateFormatSeconds = "ss";
+inline constexpr std::string_view OVNDateFormatTimeZoneLocation = "VVVV";
+inline constexpr std::string_view OVNDateFormatTimeZoneName = "zzz";
+inline constexpr std::string_view OVNDateFormatTimeZoneOffset = "Z";
+inline constexpr std::string_view OVNDateFormatYear = "yyyy";
+
+//! The class operation dateWithString:. "MM/dd/yyyy" or "MM-dd-yyyy" (exactly two, two and
+//! four digits) in the system time zone, else ovn_relativeDateWithString ("-2 days"). Nullopt
+//! for text that is none of these, for text that is not UTF-8 and for text longer than
+//! OVNDateFormatter::maximumTextLength.
+OVN_EXPORT std::optional<OVNDate> ovn_dateWithString(std::string_view text);
+//! The whole of `text` read with `formatString`, in the system time zone and current locale.
+OVN_EXPORT std::optional<OVNDate> ovn_dateWithString(std::string_view text, std::string_view formatString);
+//! The same in `timeZone` (null: the default time zone).
+OVN_EXPORT std::optional<OVNDate> ovn_dateWithString(std::string_view text, std::string_view formatString,
+                                                     const std::shared_ptr<OVNTimeZone>& timeZone);
+
+//! `date` in a date style (OVNDateFormatterShortStyle ...; never a time), in the system
+//! time zone and the current locale. A null zone means the default zone, a null locale
+//! the current locale.
+OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style);
+OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                                  const std::shared_ptr<OVNTimeZone>& timeZone);
+OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                                  const std::shared_ptr<OVNLocale>& locale);
+OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
+                                                  const std::shared_ptr<OVNTimeZone>& timeZone,
+                                                  const std::shared_ptr<OVNLocale>& locale);
+//! `date` with a Unicode pattern, in the system time zone and the current locale, unless
+//! given others (null as above). A pattern ICU cannot format gives "".
+OVN_EXPORT std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format);
+OVN_EXPORT std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                                   const std::shared_ptr<OVNTimeZone>& timeZone);
+OVN_EXPORT std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                                   const std::shared_ptr<OVNLocale>& locale);
+OVN_EXPORT std::string ovn_formattedDateWithFormat(OVNDate date, std::string_view format,
+                                                   const std::shared_ptr<OVNTimeZone>& timeZone,
+                                                   const std::shared_ptr<OVNLocale>& locale);

@@ -1,13 +1,22 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Categories/NSBundle+OvrinCore.h"
 #include "Categories/NSDate+OvrinCore.h"
+#include "Categories/NSTimeZone+OvrinCore.h"
 #include "Platform/Dispatch/OVNTestClock.h"
 #include "Platform/Text/OVNLocale.h"
+#include "Support/ChildProcess.h"
 #include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
 
 namespace {
 
@@ -199,6 +208,142 @@ TEST_P(NSDateOvrinCoreTest, DayNamesCountsAndRelativeTexts) {
     const auto date = ovn_relativeDateWithString(text);
     EXPECT_EQ(date ? std::optional(date->timeIntervalSinceReferenceDate()) : std::nullopt, expected) << text;
   }
+}
+
+// The library chooses its strings' language once per process, so the German names are
+// checked in a child process that starts in German.
+TEST_P(NSDateOvrinCoreTest, DayNamesInGermanFromTheLibrarysBundle) {
+  constexpr const char* childVariable = "OVRIN_TEST_GERMAN_CHILD";
+  if (!std::getenv(childVariable)) {
+    TemporaryDirectory directory("ovn-german-day-names");
+    const std::string log = directory.path() + "/child.log";
+    environment.set(childVariable, "1");
+    environment.set("LANGUAGE", "de");
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    pid_t child = ChildProcess::spawn({std::filesystem::read_symlink("/proc/self/exe").string(),
+                                       std::string("--gtest_filter=") + test->test_suite_name() + "." + test->name()},
+                                      log);
+    const int status = ChildProcess::waitForExit(child);
+    std::ifstream stream(log);
+    const std::string output(std::istreambuf_iterator<char>(stream), {});
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << output;
+    EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
+    return;
+  }
+  OVNLocale::setCurrentLocale(OVNLocale::localeWithLocaleIdentifier("de_DE"));
+  OVNTestClock clock(at(2026, 11, 24, 15).timeIntervalSinceReferenceDate());
+  EXPECT_EQ(ovn_dayNameRelativeToNow(at(2026, 11, 24, 22), false), "Heute Nacht");
+  EXPECT_EQ(ovn_dayNameRelativeToNow(at(2026, 11, 25, 3), false), "Morgen Nacht");
+  EXPECT_EQ(ovn_dayNameRelativeToNow(at(2026, 11, 23, 12), false), "Gestern");
+  EXPECT_EQ(ovn_dayNameRelativeToNow(at(2026, 11, 27, 12), false), "Freitag");
+  // The zone moves only the weekday name: 00:30 on Saturday here is Friday in Honolulu.
+  EXPECT_EQ(ovn_dayNameRelativeToNow(at(2026, 11, 28, 0, 30), false, OVNTimeZone::timeZoneWithName("Pacific/Honolulu")),
+            "Freitag");
+  OVNLocale::setCurrentLocale(nullptr);
+}
+
+TEST_P(NSDateOvrinCoreTest, ParsingNumericFormsPatternsAndRelativeTexts) {
+  const OVNDate now = at(2026, 11, 24, 15);
+  OVNTestClock clock(now.timeIntervalSinceReferenceDate());
+  const std::vector<std::pair<std::string, std::optional<OVNDate>>> cases{
+      {"05/12/2016", at(2016, 5, 12)},
+      {"05-12-2016", at(2016, 5, 12)},
+      {"5/12/2016", now},  // not a numeric form: a count and a word that names no unit
+      {"-2 days", now.dateByAddingTimeInterval(-2 * OVNDayInterval)},
+      {"13/45/2016", std::nullopt},
+      {"05/12/2016\n", std::nullopt},
+      {"no digits", std::nullopt},
+      {"", std::nullopt},
+      {"\xff\xfe 3 days", std::nullopt},
+      {std::string(5000, '1') + " days", std::nullopt}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(ovn_dateWithString(text), expected) << text.substr(0, 20);
+
+  const auto tokyo = OVNTimeZone::timeZoneWithName("Asia/Tokyo");
+  EXPECT_EQ(ovn_dateWithString("2016-05-12T14:00:00-05:00", "yyyy-MM-dd'T'HH:mm:ssZZZZZ"),
+            OVNDate::dateWithTimeIntervalSince1970(1463079600));
+  EXPECT_EQ(ovn_dateWithString("2016-05-12 14:00", "yyyy-MM-dd HH:mm", tokyo),
+            OVNDate::dateWithTimeIntervalSince1970(1463029200));
+  EXPECT_EQ(ovn_dateWithString("2016-05-12 14:00", "yyyy-MM-dd HH:mm"), at(2016, 5, 12, 14));
+  EXPECT_EQ(ovn_dateWithString("2016-05-12", "yyyy-MM-dd HH:mm"), std::nullopt);
+}
+
+TEST_P(NSDateOvrinCoreTest, TimeZonesFromTheFixedPositionsOfTimeStamps) {
+  const std::vector<std::pair<const char*, std::int64_t>> cases{
+      {"2016-05-12T14:00:00+02:00", 2 * 3600},
+      {"2016-05-12T14:00:00-05:00", -5 * 3600},
+      {"2016-05-12T14:00:00-05:30", -4 * 3600 - 30 * 60},  // the minutes keep their own sign
+      {"2016-05-12T14:00:00.000-05:00", -5 * 60},          // read at the same positions
+      {"2016-05-12T14:00:00", 0},
+      {"2016-05-12T14:00:00Z", 0},
+      {"2016-05-12T14:00:00+99:00", 0},
+      {"not a time stamp, but long enough", 0},
+      {"", 0}};
+  for (const auto& [text, seconds] : cases) {
+    const auto zone = ovn_timeZoneFromDateString(text);
+    ASSERT_NE(zone, nullptr) << text;
+    EXPECT_EQ(zone->secondsFromGMT(), seconds) << text;
+    EXPECT_FALSE(zone->isDaylightSavingTimeForDate(OVNDate::now())) << text;
+  }
+}
+
+TEST_P(NSDateOvrinCoreTest, FormattingByStyleAndPatternInTwoLocales) {
+  const auto english = OVNLocale::localeWithLocaleIdentifier("en_US");
+  const auto german = OVNLocale::localeWithLocaleIdentifier("de_DE");
+  const OVNDate friday = at(2026, 11, 27, 21, 5);
+  const std::string dayAndTime = std::string(OVNDateFormatDayName) + ", " + std::string(OVNDateFormatMonthName) + " " +
+                                 std::string(OVNDateFormatDate) + " " + std::string(OVNDateFormatHour) + ":" +
+                                 std::string(OVNDateFormatMinutes) + " " + std::string(OVNDateFormatPeriod);
+  EXPECT_EQ(ovn_formattedDateWithFormat(friday, dayAndTime, english), "Fri, Nov 27 9:05 PM");
+  EXPECT_EQ(ovn_formattedDateWithFormat(friday, "EEEE, d. MMMM HH:mm", german), "Freitag, 27. November 21:05");
+  EXPECT_EQ(ovn_formattedDateWithFormat(friday, OVNDateFormatMinutes), "05");
+  const OVNDate utcMorning = ovn_dateWithYear(2026, 11, 27, 21, 5, 0, OVNTimeZone::timeZoneWithName("UTC"));
+  EXPECT_EQ(ovn_formattedDateWithFormat(utcMorning, "EEE HH:mm", OVNTimeZone::timeZoneWithName("Asia/Tokyo"), english),
+            "Sat 06:05");
+
+  const auto savedLocale = OVNLocale::currentLocale();
+  OVNLocale::setCurrentLocale(german);
+  EXPECT_EQ(ovn_formattedDateWithFormat(friday, OVNDateFormatDayNameFull), "Freitag");
+  EXPECT_EQ(ovn_formattedDateWithStyle(friday, OVNDateFormatterLongStyle), "27. November 2026");
+  OVNLocale::setCurrentLocale(english);
+  EXPECT_EQ(ovn_formattedDateWithFormat(friday, OVNDateFormatDayNameFull), "Friday");
+  OVNLocale::setCurrentLocale(savedLocale);
+
+  // Styles name the date only; the time style stays none.
+  const std::vector<std::pair<OVNDateFormatterStyle, const char*>> styles{
+      {OVNDateFormatterNoStyle, ""},
+      {OVNDateFormatterShortStyle, "11/27/26"},
+      {OVNDateFormatterMediumStyle, "Nov 27, 2026"},
+      {OVNDateFormatterFullStyle, "Friday, November 27, 2026"}};
+  for (const auto& [style, text] : styles) EXPECT_EQ(ovn_formattedDateWithStyle(friday, style, english), text);
+  EXPECT_EQ(ovn_formattedDateWithStyle(utcMorning, OVNDateFormatterShortStyle,
+                                       OVNTimeZone::timeZoneWithName("Asia/Tokyo"), german),
+            "28.11.26");
+
+  for (OVNDate far : {OVNDate::distantPast(), OVNDate::distantFuture(), at(1, 1, 1), at(9999, 12, 31)}) {
+    EXPECT_FALSE(ovn_formattedDateWithFormat(far, "yyyy-MM-dd HH:mm", english).empty()) << far.description();
+  }
+}
+
+TEST_P(NSDateOvrinCoreTest, SharedFormattersNeverMixTheSettingsOfConcurrentCalls) {
+  const OVNDate friday = at(2026, 11, 27, 21, 5);
+  const std::vector<std::pair<const char*, std::string>> perThread{
+      {"en_US", "Friday 21"}, {"de_DE", "Freitag 21"}, {"fr_FR", "vendredi 21"}, {"es_ES", "viernes 21"}};
+  std::vector<int> mismatches(perThread.size());
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < perThread.size(); ++i) {
+    threads.emplace_back([&, i] {
+      const auto locale = OVNLocale::localeWithLocaleIdentifier(perThread[i].first);
+      for (int round = 0; round < 300; ++round) {
+        if (ovn_formattedDateWithFormat(friday, "EEEE HH", locale) != perThread[i].second) ++mismatches[i];
+        if (ovn_dateWithString("27.11.2026", i % 2 ? "dd.MM.yyyy" : "dd/MM/yyyy") !=
+            (i % 2 ? at(2026, 11, 27) : std::optional<OVNDate>())) {
+          ++mismatches[i];
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(mismatches, std::vector<int>(perThread.size(), 0));
 }
 
 }  // namespace
