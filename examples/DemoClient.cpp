@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "Categories/NSDate+OvrinCore.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Objects/OVNProperties.h"
@@ -37,10 +38,15 @@ OVNApiEndpointResultRef fetchObjects(const std::shared_ptr<DemoEndpoint>& endpoi
   return delivered;
 }
 
+std::string observedWhen(const Observation& observation) {
+  return ovn_formattedDateWithFormat(observation.observedDateTime, "HH:mm zzz", observation.stationTimeZone()) + ", " +
+         ovn_timeAgoSinceNow(observation.observedDateTime);
+}
+
 void printObservation(const Observation& observation) {
   const auto& ob = observation.measurements;
   std::printf("  %-6s %-14s %5.1f °C  %-16s humidity %3.0f%%  at %s\n", observation.stationId.c_str(),
               (observation.place ? observation.place->name + ", " + observation.place->state : "?").c_str(),
               ob ? ob->tempC : 0.0, ob ? ob->weather.c_str() : "", ob ? ob->humidity : 0.0,
-              observation.observedAtISO.c_str());
+              observedWhen(observation).c_str());
 }

@@ -35,5 +35,7 @@ void connectDemoClient(const LocalWeatherService& service);
 //! GETs `endpoint` and runs the main run loop until the result is delivered; null when it
 //! never was.
 OVNApiEndpointResultRef fetchObjects(const std::shared_ptr<DemoEndpoint>& endpoint, const OVNValue& options);
+//! When it was observed, as a weather display says it: "10:20 CST, 15 minutes ago".
+std::string observedWhen(const Observation& observation);
 //! One line: station, place, temperature, weather, humidity and time.
 void printObservation(const Observation& observation);

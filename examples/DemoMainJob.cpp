@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 
+#include "Categories/NSDate+OvrinCore.h"
 #include "DemoClient.h"
 #include "LocalWeatherService.h"
 #include "OVNApiEndpoint.h"
@@ -30,6 +31,28 @@ bool printObservations(const OVNApiEndpointResultRef& result) {
   return true;
 }
 
+// "Tonight  21:00  12.3 °C": the period's day as a forecast names it, and the station's clock.
+bool printForecast(const OVNApiEndpointResultRef& result) {
+  constexpr std::size_t everyThirdHour = 3;
+  auto station = result && result->value() && result->value()->count() > 0
+                     ? (*result->value())[0].objectAs<Observation>()
+                     : nullptr;
+  if (!station || station->periods.empty()) {
+    std::printf("  no forecast\n");
+    return false;
+  }
+  // "Today" and "Tonight" follow the default zone: the station's, while its forecast is shown.
+  const auto zone = station->stationTimeZone();
+  OVNTimeZone::setDefaultTimeZone(zone);
+  for (std::size_t i = 0; i < station->periods.size(); i += everyThirdHour) {
+    const auto& period = *station->periods[i];
+    std::printf("    %-15s %s  %5.1f °C\n", ovn_dayNameRelativeToNow(period.validAt, false, zone).c_str(),
+                ovn_formattedDateWithFormat(period.validAt, "HH:mm", zone).c_str(), period.tempC);
+  }
+  OVNTimeZone::setDefaultTimeZone(nullptr);
+  return true;
+}
+
 }  // namespace
 
 bool demonstrateMainJob() {
@@ -45,6 +68,11 @@ bool demonstrateMainJob() {
   std::printf("  the three stations closest to 40.7,-74.0:\n");
   const bool closest = printObservations(
       fetchObjects(observations, OVNDictionary::make({{"action", "closest"}, {"p", "40.7,-74.0"}, {"limit", 3}})));
+
+  std::printf("  the forecast for austin,tx, every third hour, named as a weather display names it:\n");
+  const bool forecast =
+      printForecast(fetchObjects(OVNApiEndpoint::initWithPath<DemoEndpoint>("forecasts", Observation::classObject()),
+                                 OVNDictionary::make({{"action", "austin,tx"}})));
 
   std::printf("  a place written back with PUT to stations:\n");
   auto stations = OVNApiEndpoint::initWithPath<DemoEndpoint>("stations", Place::classObject());
@@ -81,5 +109,5 @@ bool demonstrateMainJob() {
   std::printf("  completion called: %s, still loading: %s\n", called ? "yes" : "no",
               observations->isLoading() ? "yes" : "no");
   service.stop();
-  return byPlace && closest && wrote && refused && !called;
+  return byPlace && closest && forecast && wrote && refused && !called;
 }

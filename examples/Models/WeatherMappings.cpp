@@ -1,5 +1,8 @@
 #include "WeatherMappings.h"
 
+#include <cmath>
+
+#include "Categories/NSDate+OvrinCore.h"
 #include "Observation.h"
 #include "Platform/Values/OVNArray.h"
 #include "PropertyMapper/OVNTimestampDescriptor.h"
@@ -7,6 +10,38 @@
 namespace {
 
 using Descriptor = OVNPropertyDescriptor;
+
+// "obDateTime" read as the instant and the station's offset, and written back in the same
+// form ("+00:00" rather than "Z" for GMT, as the service writes it). The offset is the
+// station's clock time read as GMT minus the instant, which is right for every offset;
+// ovn_timeZoneFromDateString would give -4:30 for "-05:30".
+constexpr const char* kParsedISO8601 = "yyyy-MM-dd'T'HH:mm:ssZZZZZ";
+constexpr const char* kWrittenISO8601 = "yyyy-MM-dd'T'HH:mm:ssxxx";
+constexpr const char* kClockTime = "yyyy-MM-dd'T'HH:mm:ss";
+constexpr std::size_t kClockTimeLength = 19;
+
+OVNPropertyDescriptorRef stationTimeDescriptor() {
+  auto descriptor = Descriptor::initWithEncodingGenerationBlock(
+      [](const OVNObjectRef& object) -> OVNValue {
+        const auto& observation = static_cast<const Observation&>(*object);
+        return ovn_formattedDateWithFormat(observation.observedDateTime, kWrittenISO8601,
+                                           observation.observedTimeZone(), OVNLocale::systemLocale());
+      },
+      [](const OVNValue& value, const OVNObjectRef& object) {
+        const std::string* text = value.string();
+        if (!text) return;
+        const auto gmt = OVNTimeZone::timeZoneForSecondsFromGMT(0);
+        const auto instant = ovn_dateWithString(*text, kParsedISO8601, gmt);
+        const auto clock = ovn_dateWithString(text->substr(0, kClockTimeLength), kClockTime, gmt);
+        if (!instant || !clock) return;
+        auto& observation = static_cast<Observation&>(*object);
+        observation.observedDateTime = *instant;
+        observation.observedUTCOffset = std::llround(clock->timeIntervalSinceDate(*instant));
+      });
+  // The mapper accepts a whole-object rule only under a property the class has.
+  descriptor->setPropertyName("observedDateTime");
+  return descriptor;
+}
 
 OVNDictionaryRef placeTable() {
   return OVNDictionary::make({
@@ -49,7 +84,7 @@ OVNDictionaryRef observationTable() {
       {"place", Descriptor::initWithPropertyName("place", Place::classObject())},
       {"profile", Descriptor::initWithPropertyName("profile", StationProfile::classObject())},
       {"obTimestamp", OVNTimestampDescriptor("observedAt")},
-      {"obDateTime", Descriptor::initWithPropertyName("observedAtISO")},
+      {"obDateTime", stationTimeDescriptor()},
       {"ob", Descriptor::initWithPropertyName("measurements", Measurements::classObject())},
       {"periods", Descriptor::initWithPropertyName("periods", ForecastPeriod::classObject())},
   });

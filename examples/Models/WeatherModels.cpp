@@ -12,5 +12,15 @@ OVN_PROPERTIES(StationProfile, timezone, elevationM, hasPrecip)
 OVN_PROPERTIES(Measurements, tempC, tempF, dewpointC, humidity, pressureMB, windKPH, windDir, weather, weatherCoded,
                icon, isDay, visibilityKM, sky, precipMM)
 OVN_PROPERTIES(ForecastPeriod, validAt, tempC)
-OVN_PROPERTIES(Observation, stationId, dataSource, latitude, longitude, place, profile, observedAt, observedAtISO,
-               measurements, periods, extras)
+OVN_PROPERTIES(Observation, stationId, dataSource, latitude, longitude, place, profile, observedAt, observedDateTime,
+               observedUTCOffset, measurements, periods, extras)
+
+std::shared_ptr<OVNTimeZone> Observation::observedTimeZone() const {
+  auto zone = OVNTimeZone::timeZoneForSecondsFromGMT(observedUTCOffset);
+  return zone ? zone : OVNTimeZone::timeZoneForSecondsFromGMT(0);
+}
+
+std::shared_ptr<OVNTimeZone> Observation::stationTimeZone() const {
+  auto zone = profile ? OVNTimeZone::timeZoneWithName(profile->timezone) : nullptr;
+  return zone ? zone : observedTimeZone();
+}

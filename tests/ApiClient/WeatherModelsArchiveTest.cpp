@@ -66,4 +66,26 @@ TEST_F(WeatherModelsArchiveTest, FilesAndCopies) {
   EXPECT_EQ(copy->stationId, "KAUS");
 }
 
+// "obDateTime" gives the instant and the station's offset, and is written back as it came.
+TEST_F(WeatherModelsArchiveTest, StationTimesKeepTheirOffset) {
+  ASSERT_TRUE(original);
+  const OVNDate instant = OVNDate::dateWithTimeIntervalSince1970(1795019200);  // 2026-11-18T16:26:40Z
+  EXPECT_EQ(original->observedDateTime, instant);
+  EXPECT_EQ(original->observedUTCOffset, -6 * 3600);
+  EXPECT_EQ(original->stationTimeZone()->name(), "America/Chicago");
+  const std::pair<const char*, std::int64_t> cases[] = {
+      {"2026-11-18T21:56:40+05:30", 19800}, {"2026-11-18T12:56:40-03:30", -12600}, {"2026-11-18T16:26:40+00:00", 0}};
+  for (const auto& [text, offset] : cases) {
+    auto json = OVNJSONSerialization::JSONObjectWithData(kObservation).dictionary()->mutableCopy();
+    json->set("obDateTime", text);
+    json->set("profile", OVNValue::dictionary({{"tz", "Mars/Olympus_Mons"}}));
+    auto observation = mapper->createObjectWithClass<Observation>(OVNValue(json));
+    ASSERT_TRUE(observation) << text;
+    EXPECT_EQ(observation->observedDateTime, instant) << text;
+    EXPECT_EQ(observation->observedUTCOffset, offset) << text;
+    EXPECT_EQ(observation->stationTimeZone()->secondsFromGMT(), offset) << "an unknown zone name gives the offset";
+    EXPECT_EQ(mapper->serializeObject(observation).dictionary()->objectForKey("obDateTime"), OVNValue(text));
+  }
+}
+
 }  // namespace

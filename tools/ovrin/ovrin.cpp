@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Categories/NSDate+OvrinCore.h"
 #include "CredentialText.h"
 #include "LocalWeatherService.h"
 #include "OVNApiClient.h"
@@ -235,6 +236,12 @@ std::string placeText(const std::shared_ptr<Place>& place) {
   return place->name + (place->state.empty() ? "" : ", " + place->state) + ", " + place->country;
 }
 
+// The station's clock time and how long ago: "Wed 10:20 CST (15 minutes ago)".
+std::string observedText(const Observation& observation) {
+  return ovn_formattedDateWithFormat(observation.observedDateTime, "EEE HH:mm zzz", observation.stationTimeZone()) +
+         " (" + ovn_timeAgoSinceNow(observation.observedDateTime) + ")";
+}
+
 void printTable(const OVNArrayRef& objects, const std::string& family) {
   for (const auto& member : *objects) {
     if (auto place = member.objectAs<Place>()) {
@@ -246,11 +253,15 @@ void printTable(const OVNArrayRef& objects, const std::string& family) {
       } else {
         std::printf("%-8s %-28s %6.1f °C  %-18s %s\n", observation->stationId.c_str(),
                     placeText(observation->place).c_str(), ob->tempC, ob->weather.c_str(),
-                    observation->observedAtISO.c_str());
+                    observedText(*observation).c_str());
       }
       if (family != "forecasts") continue;
+      // "Today" and "Tonight" follow the default zone: the station's, for its forecast.
+      const auto zone = observation->stationTimeZone();
+      OVNTimeZone::setDefaultTimeZone(zone);
       for (const auto& period : observation->periods) {
-        std::printf("  %s  %6.1f °C\n", period->validAt.description().c_str(), period->tempC);
+        std::printf("  %-15s %s  %6.1f °C\n", ovn_dayNameRelativeToNow(period->validAt, false, zone).c_str(),
+                    ovn_formattedDateWithFormat(period->validAt, "HH:mm", zone).c_str(), period->tempC);
       }
     }
   }
