@@ -256,7 +256,8 @@ OVN_EXPORT std::optional<OVNDate> ovn_dateWithString(std::string_view text, std:
 
 //! `date` in a date style (OVNDateFormatterShortStyle ...; never a time), in the system
 //! time zone and the current locale. A null zone means the default zone, a null locale
-//! the current locale.
+//! the current locale. A style beyond OVNDateFormatterFullStyle is a programming error and
+//! raises, as OVNDateFormatter::setDateStyle does.
 OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style);
 OVN_EXPORT std::string ovn_formattedDateWithStyle(OVNDate date, OVNDateFormatterStyle style,
                                                   const std::shared_ptr<OVNTimeZone>& timeZone);
