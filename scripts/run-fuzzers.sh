@@ -27,7 +27,7 @@ for t in "${targets[@]}"; do
   [ -d "fuzz/seeds/$t" ] && seeds=("fuzz/seeds/$t")
   echo "== $t: $runs inputs"
   log=build-fuzz/findings/$t.log
-  if ASAN_OPTIONS=detect_leaks=1 "build-fuzz/fuzz/$t" -runs="$runs" -max_len=4096 -timeout=10 \
+  if ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "build-fuzz/fuzz/$t" -runs="$runs" -max_len=4096 -timeout=10 \
     -artifact_prefix=build-fuzz/findings/"$t"- -print_final_stats=1 "$corpus" "${seeds[@]}" >"$log" 2>&1; then
     grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units)' "$log" || true
   else

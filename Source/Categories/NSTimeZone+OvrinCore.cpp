@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include "Categories/NSTimeZone+OvrinCore.h"
 #include "Platform/Text/OVNString.h"
 #include "Platform/Values/OVNValue.h"
@@ -17,7 +19,12 @@ std::shared_ptr<OVNTimeZone> ovn_timeZoneFromDateString(std::string_view text) {
   const std::int64_t hours = integerValue(OVNString::substringWithRange(text, kHoursRange));
   const std::int64_t minutes =
       integerValue(OVNString::substringWithRange(text, OVNMakeRange(kMinutesStart, length - kMinutesStart)));
-  // Absurd offsets (garbage at the fixed positions) give GMT rather than no zone.
-  auto zone = OVNTimeZone::timeZoneForSecondsFromGMT((hours * 60 + minutes) * 60);
+  // Absurd offsets (garbage at the fixed positions, even beyond 64 bits) give GMT rather
+  // than no zone.
+  std::int64_t seconds = 0;
+  const bool overflows = __builtin_mul_overflow(hours, 60, &seconds) ||
+                         __builtin_add_overflow(seconds, minutes, &seconds) ||
+                         __builtin_mul_overflow(seconds, 60, &seconds);
+  auto zone = overflows ? nullptr : OVNTimeZone::timeZoneForSecondsFromGMT(seconds);
   return zone ? zone : OVNTimeZone::timeZoneForSecondsFromGMT(0);
 }

@@ -276,6 +276,7 @@ TEST_P(NSDateOvrinCoreTest, TimeZonesFromTheFixedPositionsOfTimeStamps) {
       {"2016-05-12T14:00:00", 0},
       {"2016-05-12T14:00:00Z", 0},
       {"2016-05-12T14:00:00+99:00", 0},
+      {"2016-05-12T14:00:00+05:99999999999999999999", 0},
       {"not a time stamp, but long enough", 0},
       {"", 0}};
   for (const auto& [text, seconds] : cases) {
