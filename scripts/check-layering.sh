@@ -73,6 +73,7 @@ third_party=(
   '^stb'            Platform/System
   '^zlib\.h$'       Platform/System
   '^gps\.h$'        Platform/Location
+  '^expat'          Platform/Location
 )
 all_system_includes=$(includes '<' '>' "$root")
 for ((i = 0; i < ${#third_party[@]}; i += 2)); do

@@ -16,6 +16,8 @@ packages=(
   libsqlite3-dev              # the HTTP response cache's on-disk index
   libsecret-1-dev             # the secure store's Secret Service backend (brings GLib)
   libstb-dev                  # PNG and JPEG decoding for images
+  libgps-dev gpsd             # the location service's GPS provider (libgps), and the daemon its tests run
+  libexpat1-dev               # GPX tracks for the simulated location provider
   zlib1g-dev                  # images: a PNG's pixel data is measured before it is decoded
   libcpp-httplib-dev          # tests and benchmarks: HTTP servers in process
   nginx openssl               # tests and benchmarks: TLS, HTTP/2, gzip and keep-alive peer; test certificates
