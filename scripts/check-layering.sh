@@ -54,6 +54,7 @@ fi
 check Categories '^(Platform|Categories)/'
 check Logging '^(Platform|Logging)/'
 check KVO '^(Platform|KVO)/'
+check Location '^(Platform|Categories|Logging|Location)/'
 for folder in Networking PropertyMapper Cache; do
   check "$folder" '^(Platform|Categories|Logging|KVO|Networking|PropertyMapper|Cache)/|^OvrinCoreVersion\.h$'
 done
