@@ -1,9 +1,12 @@
 #include <cmath>
+#include <numbers>
 
 #include "Categories/CLLocation+OvrinCore.h"
 #include "Platform/Values/OVNFormat.h"
 
 namespace {
+
+constexpr double kPi = std::numbers::pi;
 
 double haversineDistance(OVNLocationCoordinate2D from, OVNLocationCoordinate2D to) {
   const double dLat = OVNDegreesToRadians(to.latitude - from.latitude);
@@ -61,4 +64,55 @@ double ovn_directionFromCoordinate(OVNLocationCoordinate2D from, OVNLocationCoor
     result += 360;
   }
   return result;
+}
+
+OVNCoordinateRect ovn_boundingBoxContainingLocations(const std::vector<OVNLocationRef>& locations) {
+  const OVNLocation* first = nullptr;
+  for (const auto& location : locations) {
+    if (location) {
+      first = location.get();
+      break;
+    }
+  }
+  if (!first) return OVNCoordinateRectZero;
+  double maxLat = first->coordinate().latitude;
+  double minLat = maxLat;
+  double minLon = first->coordinate().longitude;
+  double maxLon = minLon;
+  for (const auto& location : locations) {
+    if (!location) continue;
+    const OVNLocationCoordinate2D c = location->coordinate();
+    if (c.latitude > maxLat) maxLat = c.latitude;
+    if (c.latitude < minLat) minLat = c.latitude;
+    if (c.longitude < minLon) minLon = c.longitude;
+    if (c.longitude > maxLon) maxLon = c.longitude;
+  }
+  return {{maxLat, minLon}, {minLat, maxLon}};
+}
+
+OVNCoordinateRect ovn_boundingBoxWithCenter(OVNLocationCoordinate2D center, double radius) {
+  const double r = radius / (OVNEarthRadius * 1000);  // angular radius
+  const double latR = OVNDegreesToRadians(center.latitude);
+  const double lonR = OVNDegreesToRadians(center.longitude);
+  double minLat = latR - r;
+  double maxLat = latR + r;
+  double minLon = 0;
+  double maxLon = 0;
+  if (minLat > -kPi / 2 && maxLat < kPi / 2) {
+    const double dLon = std::asin(std::sin(r) / std::cos(latR));
+    minLon = lonR - dLon;
+    if (minLon < -kPi) minLon += 2 * kPi;
+    maxLon = lonR + dLon;
+    if (maxLon > kPi) maxLon -= 2 * kPi;
+  } else {
+    // A pole lies within the circle: every longitude, latitudes up to the pole. fmax and
+    // fmin take the pole for a NaN limit.
+    minLat = std::fmax(minLat, -kPi / 2);
+    maxLat = std::fmin(maxLat, kPi / 2);
+    minLon = -kPi;
+    maxLon = kPi;
+  }
+  // Kept: the radian values go through the degree conversion once more (see the header).
+  return {{OVNDegreesToRadians(maxLat), OVNDegreesToRadians(minLon)},
+          {OVNDegreesToRadians(minLat), OVNDegreesToRadians(maxLon)}};
 }

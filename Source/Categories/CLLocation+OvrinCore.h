@@ -1,19 +1,25 @@
 #pragma once
 // Geodesy for the platform's location type (CLLocation): great-circle distances and initial
-// bearings, and the small coordinate helpers they use. The earth is a sphere of radius
-// OVNEarthRadius kilometres; distances are metres (radius 6,371,010 m), angles are degrees
-// unless said otherwise.
+// bearings, bounding boxes around a set of locations or around a centre, and the small
+// coordinate helpers they use. The earth is a sphere of radius OVNEarthRadius kilometres;
+// distances are metres (radius 6,371,010 m), angles are degrees unless said otherwise.
 //
 // Threads: any thread. These are pure functions of their arguments.
 //
 // Kept on purpose, as callers already rely on them:
 // - A bearing lies in (0, 360]: due north reads 360, never 0.
+// - ovn_boundingBoxWithCenter stores each corner number in radians multiplied by pi/180
+//   once more (the radian values pass through OVNDegreesToRadians a second time). Callers
+//   who need degrees multiply each number by (180/pi)^2.
+// - ovn_boundingBoxContainingLocations compares longitudes as plain numbers, so locations on
+//   both sides of the 180th meridian give a box reaching nearly around the globe.
 //
 // Bad input never crashes and never reaches undefined behaviour; what each function gives
 // is said beside it. Latitudes beyond ±90 and longitudes beyond ±180 are not checked: the
 // formulas read them as angles like any other.
 
 #include <string>
+#include <vector>
 
 #include "OvrinCoreExport.h"
 #include "Platform/Location/OVNLocation.h"
@@ -31,7 +37,7 @@ struct OVNCoordinateRect {
   friend bool operator==(const OVNCoordinateRect&, const OVNCoordinateRect&) = default;
 };
 
-//! All four numbers 0.
+//! All four numbers 0; also the box of a list without locations.
 inline constexpr OVNCoordinateRect OVNCoordinateRectZero{{0, 0}, {0, 0}};
 
 inline constexpr double OVNDegreesToRadians(double degrees) { return degrees * 0.017453292519943295; }
@@ -67,3 +73,25 @@ OVN_EXPORT double ovn_directionToLocation(const OVNLocation& location, const OVN
 //! reads 360 (kept). Between equal coordinates it is 360 too. NaN for a NaN or infinite
 //! number in either coordinate.
 OVN_EXPORT double ovn_directionFromCoordinate(OVNLocationCoordinate2D from, OVNLocationCoordinate2D to);
+
+//! The class operation: the smallest box, by plain comparison of degrees, holding every
+//! location's coordinate. Null entries are skipped; an empty list, or one of nulls only,
+//! gives OVNCoordinateRectZero. A NaN number of the first location stays in the box (no
+//! comparison replaces it); a NaN of a later one is passed over.
+OVN_EXPORT OVNCoordinateRect ovn_boundingBoxContainingLocations(const std::vector<OVNLocationRef>& locations);
+
+//! The class operation: the box holding the circle of `radius` metres around `center`,
+//! each number in radians x pi/180 (see the top; multiply by (180/pi)^2 for degrees).
+//! Where a pole lies within the circle the box spans every longitude (-pi to pi before the
+//! second conversion) and its latitudes stop at the pole. Longitudes past ±pi wrap round.
+//! Odd input gives what the formula gives, without a crash:
+//! - radius 0: both corners at the centre (at a pole, the polar box);
+//! - NaN or +infinite radius, NaN latitude: the whole globe, latitudes -pi/2 to pi/2;
+//! - latitude +infinity: north-west latitude pi/2 and south-east +infinity (-infinity: the
+//!   mirror image);
+//! - a latitude beyond ±90: the polar box, with the pole on one side and, on the other,
+//!   a latitude beyond that pole;
+//! - NaN or infinite longitude away from the poles: that value in both longitudes;
+//! - negative radius away from the poles: latitudes and longitudes swapped (north-west lies
+//!   south and east of south-east), and NaN longitudes where asin has no answer.
+OVN_EXPORT OVNCoordinateRect ovn_boundingBoxWithCenter(OVNLocationCoordinate2D center, double radius);
