@@ -18,9 +18,10 @@ constexpr std::string_view kEndOfHead = "\r\n\r\n";
 
 RawSocketServer::~RawSocketServer() { stop(); }
 
-void RawSocketServer::start(Script script) {
+void RawSocketServer::start(Script script, bool readsRequestHead) {
   if (acceptThread_.joinable()) throw std::logic_error("RawSocketServer: already started");
   script_ = std::move(script);
+  readsRequestHead_ = readsRequestHead;
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -83,7 +84,7 @@ void RawSocketServer::acceptConnections() {
 }
 
 void RawSocketServer::serve(int fd) {
-  if (readRequestHead(fd)) script_(fd);
+  if (!readsRequestHead_ || readRequestHead(fd)) script_(fd);
   closeOnce(fd);
 }
 

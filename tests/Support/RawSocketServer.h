@@ -1,7 +1,9 @@
 #pragma once
 // A loopback TCP server for peers that misbehave: each connection reads the request head
 // (up to the blank line), then runs the test's script with the connection's socket, which
-// writes whatever bytes the test wants and ends the connection as the test wants.
+// writes whatever bytes the test wants and ends the connection as the test wants. For
+// protocols where the server speaks first (gpsd greets its clients), start it with
+// readsRequestHead false: the script then runs as soon as a connection is accepted.
 //
 //   RawSocketServer server;
 //   server.start([&server](int fd) {
@@ -34,7 +36,7 @@ class RawSocketServer {
   RawSocketServer& operator=(const RawSocketServer&) = delete;
 
   //! Listens on 127.0.0.1 and an ephemeral port; every connection runs `script`.
-  void start(Script script);
+  void start(Script script, bool readsRequestHead = true);
   void stop();
 
   int port() const { return port_; }
@@ -61,6 +63,7 @@ class RawSocketServer {
   void closeOnce(int fd);
 
   Script script_;
+  bool readsRequestHead_ = true;
   int listener_ = -1;
   int port_ = 0;
   std::atomic<int> acceptedConnections_{0};
