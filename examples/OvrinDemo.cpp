@@ -4,8 +4,9 @@
 // through an observation controller, the logger writing its file, and one real HTTP call to
 // a server on the loopback interface through the session manager, asked twice: the second
 // answer comes from the library's HTTP response cache; then an OAuth 2.0 sign-in, a
-// protected call and a sign-out; last, fetched objects kept in a disk cache and read back
-// from its files once its memory layer is emptied.
+// protected call and a sign-out; fetched objects kept in a disk cache and read back from its
+// files once its memory layer is emptied; last, a position from the location service (a
+// simulated walk, or gpsd with --gpsd) and the stations nearest to it.
 #include <httplib.h>
 
 #include <atomic>
@@ -15,11 +16,13 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "Categories/NSObject+OvrinCore.h"
 #include "DemoCache.h"
 #include "DemoMainJob.h"
+#include "DemoNearby.h"
 #include "DemoOAuth.h"
 #include "KVO/OVNKVOController.h"
 #include "Logging/OVNLogger.h"
@@ -155,7 +158,8 @@ bool fetchFromLoopbackServer() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const bool useGpsd = argc > 1 && std::string_view(argv[1]) == "--gpsd";
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // keep our lines in order with the console's
   std::printf("OvrinCore %s\n\n", OvrinCoreVersionString);
   const auto scratch = std::filesystem::temp_directory_path() / "ovrin-demo";
@@ -246,5 +250,8 @@ int main() {
   std::printf("\n10. Fetched objects kept in a disk cache, and read back from its files\n");
   OVNLogger::setLoggingLevel(OVNLogLevelWarn);  // the default again: each request's INFO line was shown above
   const bool cached = demonstrateCache();
-  return mainJob && done && written && restored && fetched && oauth && cached ? 0 : 1;
+
+  std::printf("\n11. Where am I: a position from the location service, and the stations nearest to it\n");
+  const bool located = demonstrateNearby(useGpsd);
+  return mainJob && done && written && restored && fetched && oauth && cached && located ? 0 : 1;
 }

@@ -5,4 +5,4 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRIN_BUILD_EXAMPLES=ON >/dev/null
 cmake --build build --target ovrin-demo -j"$(nproc)"
-./build/examples/ovrin-demo
+./build/examples/ovrin-demo "$@"

@@ -15,6 +15,8 @@
 #include <thread>
 #include <vector>
 
+#include "Location/CLLocationManager+OvrinCore.h"
+#include "Platform/Dispatch/OVNRunLoop.h"
 #include "Platform/Location/OVNGpsdLocationProvider.h"
 #include "Platform/Location/OVNLocationError.h"
 #include "Support/GpsdDaemon.h"
@@ -252,4 +254,33 @@ TEST(OVNGpsdLocationProviderTest, NoCallbackRunsAfterStopReturns) {
   receiver.feedUntil(
       kParis, recorder, [] { return false; }, 10);
   EXPECT_EQ(calls, 1);
+}
+
+// Through a location manager and the callback adapter: the filters see gpsd's accuracy and
+// the fix's own time (100 s ahead of the clock here).
+TEST(OVNGpsdLocationProviderTest, FixesReachTheAdapterThroughItsFilters) {
+  GpsdDaemon gpsd;
+  gpsd.start();
+  Receiver receiver(gpsd);
+  struct Case {
+    double accuracy, age;
+    bool passes;
+  };
+  for (const Case& c : {Case{1000, 200, true}, Case{0.5, 200, false}, Case{1000, 15, false}}) {
+    auto manager = updateManagerWithAccuracy(c.accuracy, c.age);
+    manager->setProvider(std::make_shared<OVNGpsdLocationProvider>("localhost", std::to_string(gpsd.port())));
+    int delivered = 0;
+    startUpdatingLocationWithUpdateBlock(
+        *manager, [&](OVNLocationManager&, const OVNLocationRef& location, const std::shared_ptr<OVNError>&, bool*) {
+          if (location && receiver.isFixTime(location->timestamp())) ++delivered;
+        });
+    const auto sawFixTime = [&] { return manager->location() && receiver.isFixTime(manager->location()->timestamp()); };
+    for (int cycle = 0; cycle < 200 && !sawFixTime(); ++cycle) {
+      receiver.writeCycle(kAustin);
+      OVNRunLoop::main().runUntil(sawFixTime, 0.1);
+    }
+    ASSERT_TRUE(sawFixTime()) << gpsd.log();
+    EXPECT_EQ(delivered > 0, c.passes) << c.accuracy << " m, " << c.age << " s";
+    manager->stopUpdatingLocation();
+  }
 }

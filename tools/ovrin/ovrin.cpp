@@ -20,12 +20,15 @@
 #include "Categories/NSDate+OvrinCore.h"
 #include "CredentialText.h"
 #include "LocalWeatherService.h"
+#include "NearbyStations.h"
 #include "OVNApiClient.h"
 #include "OVNApiEndpoint.h"
 #include "OVNApiResponse.h"
 #include "OVNOAuthApiClient.h"
 #include "Observation.h"
 #include "Platform/Dispatch/OVNRunLoop.h"
+#include "Platform/Location/OVNGpsdLocationProvider.h"
+#include "Platform/Location/OVNSimulatedLocationProvider.h"
 #include "Platform/Network/OVNURL.h"
 #include "Platform/Network/OVNURLError.h"
 #include "Platform/Objects/OVNError.h"
@@ -58,11 +61,14 @@ constexpr const char* commandBundleIdentifier = "com.ovrinweather.ovrin";
 constexpr const char* commandScope = "read";
 
 constexpr const char* usageText = R"(usage: ovrin get PATH [options]
+       ovrin nearby [--at LAT,LON | --gpx FILE | --gpsd] [--limit N] [options]
        ovrin login [--username USER --password PASSWORD] [options]
        ovrin logout
 
 get sends GET PATH (relative to the base URL) to the weather service and prints the reply's
-envelope as JSON, or, with --map, the typed objects the reply maps into. login signs in
+envelope as JSON, or, with --map, the typed objects the reply maps into. nearby takes a
+position from the location service and lists the service's stations nearest to it, with
+their distance and compass bearing. login signs in
 with OAuth 2.0 (the password grant at /oauth) and keeps the credential in the secure store
 (the desktop's Secret Service, else private files); logout deletes it.
 
@@ -78,6 +84,12 @@ options:
   --oauth                  get as an OAuth client: with the access token of the stored
                            credential (signing in with a client-credentials grant when
                            there is none) instead of the client ID and secret
+  --at LAT,LON             nearby: this position (the default is 40.7580,-73.9855, Times Square)
+  --gpx FILE               nearby: the first point of a GPX track
+  --gpsd                   nearby: the position of a GPS receiver, from gpsd
+  --gpsd-host HOST         nearby: where gpsd runs (default localhost)
+  --gpsd-port PORT         nearby: gpsd's port (default 2947)
+  --limit N                nearby: how many stations (default 5)
   --username USER          login: the resource owner (else $OVRIN_USERNAME)
   --password PASSWORD      login: the password (else $OVRIN_PASSWORD)
   --help                   this text
@@ -89,10 +101,15 @@ examples:
   ovrin get observations/austin,tx
   ovrin get observations --param action=closest --param p=40.7,-74.0 --param limit=3 --map observations
   ovrin get forecasts/paris,fr --map forecasts --json
+  ovrin nearby --at 42.36,-71.06 --limit 3
   ovrin login --base-url http://127.0.0.1:8080/ && ovrin get account --oauth --base-url http://127.0.0.1:8080/
 )";
 
-enum class Command { get, login, logout };
+enum class Command { get, nearby, login, logout };
+
+constexpr OVNLocationCoordinate2D defaultPosition{40.7580, -73.9855};
+constexpr int defaultNearbyLimit = 5;
+constexpr double positionTimeoutSeconds = 15.0;
 
 struct Options {
   Command command = Command::get;
@@ -104,6 +121,12 @@ struct Options {
   std::optional<std::string> family;
   std::optional<std::string> username;
   std::optional<std::string> password;
+  std::optional<OVNLocationCoordinate2D> at;
+  std::optional<std::string> gpx;
+  bool gpsd = false;
+  std::string gpsdHost = "localhost";
+  std::string gpsdPort = "2947";
+  int limit = defaultNearbyLimit;
   bool json = false;
   bool oauth = false;
   bool help = false;
@@ -142,6 +165,30 @@ std::optional<std::string> environment(const char* name) {
   return value && *value ? std::optional<std::string>(value) : std::nullopt;
 }
 
+// The value of one of nearby's options; an error message when it makes no sense.
+std::optional<std::string> parseNearbyOption(std::string_view option, const std::string& value, Options& options) {
+  if (option == "--at") {
+    double latitude = 0;
+    double longitude = 0;
+    char end = 0;
+    if (std::sscanf(value.c_str(), "%lf,%lf%c", &latitude, &longitude, &end) != 2 ||
+        !OVNLocationCoordinate2DIsValid({latitude, longitude})) {
+      return "--at needs LAT,LON in degrees, not " + value;
+    }
+    options.at = OVNLocationCoordinate2D{latitude, longitude};
+  } else if (option == "--gpx") {
+    options.gpx = value;
+  } else if (option == "--gpsd-host") {
+    options.gpsdHost = value;
+  } else if (option == "--gpsd-port") {
+    options.gpsdPort = value;
+  } else {
+    options.limit = std::atoi(value.c_str());
+    if (options.limit < 1 || options.limit > 100) return "--limit needs a number from 1 to 100, not " + value;
+  }
+  return std::nullopt;
+}
+
 // Parses the arguments; an error message when they make no sense.
 std::optional<std::string> parseArguments(const std::vector<std::string_view>& arguments, Options& options) {
   std::size_t at = 0;
@@ -159,6 +206,12 @@ std::optional<std::string> parseArguments(const std::vector<std::string_view>& a
       options.json = true;
     } else if (argument == "--oauth") {
       options.oauth = true;
+    } else if (argument == "--gpsd") {
+      options.gpsd = true;
+    } else if (argument == "--at" || argument == "--gpx" || argument == "--gpsd-host" || argument == "--gpsd-port" ||
+               argument == "--limit") {
+      if (!(value = next())) return std::string(argument) + " needs a value";
+      if (auto problem = parseNearbyOption(argument, *value, options)) return problem;
     } else if (argument == "--username" || argument == "--password") {
       if (!(value = next())) return std::string(argument) + " needs a value";
       (argument == "--username" ? options.username : options.password) = value;
@@ -185,11 +238,20 @@ std::optional<std::string> parseArguments(const std::vector<std::string_view>& a
     }
   }
   if (options.help) return std::nullopt;
+  if (positional.size() == 1 && positional[0] == "nearby") {
+    options.command = Command::nearby;
+    if ((options.at ? 1 : 0) + (options.gpx ? 1 : 0) + (options.gpsd ? 1 : 0) > 1) {
+      return "nearby takes one of --at, --gpx and --gpsd";
+    }
+    return std::nullopt;
+  }
   if (positional.size() == 1 && (positional[0] == "login" || positional[0] == "logout")) {
     options.command = positional[0] == "login" ? Command::login : Command::logout;
     return std::nullopt;
   }
-  if (positional.size() != 2 || positional[0] != "get") return "expected: ovrin get PATH, ovrin login or ovrin logout";
+  if (positional.size() != 2 || positional[0] != "get") {
+    return "expected: ovrin get PATH, ovrin nearby, ovrin login or ovrin logout";
+  }
   options.path = positional[1];
   if (options.oauth && options.family) return "--map does not go with --oauth";
   if (options.family && *options.family != "observations" && *options.family != "forecasts" &&
@@ -373,6 +435,46 @@ int getWithOAuth(CommandOAuthClient& client, const Options& options) {
   return response ? printEnvelope(response) : noReply();
 }
 
+// Where nearby's position comes from: gpsd, a GPX track, or a fix at --at (or the default).
+OVNLocationProviderRef positionProvider(const Options& options) {
+  if (options.gpsd) return std::make_shared<OVNGpsdLocationProvider>(options.gpsdHost, options.gpsdPort);
+  if (options.gpx) return OVNSimulatedLocationProvider::withGPXFile(*options.gpx);
+  OVNSimulatedLocationProvider::Step here;
+  here.delay = 0;
+  here.fix.coordinate = options.at.value_or(defaultPosition);
+  return std::make_shared<OVNSimulatedLocationProvider>(std::vector{here});
+}
+
+int nearby(const Options& options, const std::string& baseURL) {
+  auto url = serviceURL(baseURL);
+  if (!url) return fail(exitBadURL, "not an http or https URL: " + baseURL);
+  const Position position = currentPosition(positionProvider(options), positionTimeoutSeconds);
+  if (!position.location) return fail(exitUnreachable, "no position: " + position.error->localizedDescription());
+  const OVNLocationCoordinate2D here = position.location->coordinate();
+  commandClient = OVNApiClient::initWithBaseURL<CommandClient>(url);
+  auto endpoint = OVNApiEndpoint::initWithPath<CommandEndpoint>("observations", Observation::classObject());
+  char point[64];
+  std::snprintf(point, sizeof point, "%.6f,%.6f", here.latitude, here.longitude);
+  int status = exitUsage;
+  bool done = false;
+  endpoint->getWithOptions(OVNDictionary::make({{"action", "closest"}, {"p", point}, {"limit", options.limit}}),
+                           [&](const OVNApiEndpointResultRef& result) {
+                             done = true;
+                             if (result->error()) {
+                               status = failureFor(*result->error());
+                               return;
+                             }
+                             std::printf("position %s (within %.0f m)\n", point,
+                                         position.location->horizontalAccuracy());
+                             const auto objects = result->value() ? result->value() : OVNArray::make();
+                             for (const auto& station : nearbyStations(here, objects))
+                               std::printf("%s\n", nearbyStationLine(station).c_str());
+                             status = exitSuccess;
+                           });
+  if (!OVNRunLoop::main().runUntil([&] { return done; }, replyTimeoutSeconds)) return noReply();
+  return status;
+}
+
 int get(const Options& options, const std::string& baseURL) {
   auto url = serviceURL(baseURL);
   if (!url) return fail(exitBadURL, "not an http or https URL: " + baseURL);
@@ -433,6 +535,7 @@ int main(int argc, char** argv) {
   if (local && !clientSecret) clientSecret = localCredentials.clientSecret;
   if (clientID && clientSecret) OVNApiClient::configureWithClientID<CommandClient>(*clientID, *clientSecret);
   if (options.command == Command::get && !options.oauth) return get(options, *options.baseURL);
+  if (options.command == Command::nearby) return nearby(options, *options.baseURL);
 
   auto url = serviceURL(*options.baseURL);
   if (!url) return fail(exitBadURL, "not an http or https URL: " + *options.baseURL);

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "Platform/Dispatch/OVNDispatchQueue.h"
+#include "Platform/Location/OVNGpsdLocationProvider.h"
 #include "Platform/Location/OVNLocationError.h"
 #include "Platform/Objects/OVNProperties.h"
 
@@ -30,7 +31,7 @@ OVNLocationProviderRef defaultProvider() {
     std::lock_guard guard(shared().lock);
     factory = shared().factory;
   }
-  return factory ? factory() : nullptr;
+  return factory ? factory() : std::make_shared<OVNGpsdLocationProvider>();
 }
 
 std::shared_ptr<OVNError> locationError(std::int64_t code, const std::string& reason) {
