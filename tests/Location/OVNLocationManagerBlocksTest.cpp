@@ -97,10 +97,15 @@ TEST_F(OVNLocationManagerBlocksTest, ReplayedFixesAndHeadingsArriveOnTime) {
         *stop = fixes.size() == 2;
       });
   std::vector<double> headings;
+  ConsoleCapture console;
+  OVNLogger::setLoggingLevel(OVNLogLevelDebug);
   startUpdatingHeadingWithUpdateBlock(
       *manager, [&](OVNLocationManager&, const OVNHeadingRef& heading, const std::shared_ptr<OVNError>&, bool*) {
         headings.push_back(heading->trueHeading());
       });
+  OVNLogger::setLoggingLevel(OVNLogLevelWarn);
+  ASSERT_FALSE(console.lines().empty());
+  EXPECT_EQ(console.lines().back(), "[Ovrin] DEBUG Starting heading updatess");  // the doubled s is kept
   clock.advance(0.99);
   EXPECT_TRUE(fixes.empty());
   clock.advance(10);
