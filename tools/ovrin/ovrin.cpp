@@ -10,6 +10,7 @@
 // OVRIN_CLIENT_ID / OVRIN_CLIENT_SECRET (OVRIN_USERNAME / OVRIN_PASSWORD for login), else
 // (for the local service) its own. `login` keeps the OAuth credential in the secure store,
 // where `get --oauth` in a later run finds it.
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -183,8 +184,10 @@ std::optional<std::string> parseNearbyOption(std::string_view option, const std:
   } else if (option == "--gpsd-port") {
     options.gpsdPort = value;
   } else {
-    options.limit = std::atoi(value.c_str());
-    if (options.limit < 1 || options.limit > 100) return "--limit needs a number from 1 to 100, not " + value;
+    const auto [end, status] = std::from_chars(value.data(), value.data() + value.size(), options.limit);
+    if (status != std::errc() || end != value.data() + value.size() || options.limit < 1 || options.limit > 100) {
+      return "--limit needs a number from 1 to 100, not " + value;
+    }
   }
   return std::nullopt;
 }
