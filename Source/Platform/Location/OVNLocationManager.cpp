@@ -219,13 +219,13 @@ void OVNLocationManager::didReceiveFailure(const std::shared_ptr<OVNError>& erro
 void OVNLocationManager::startMonitoringForRegion(const OVNRegionRef& region) {
   if (!region) return;
   auto circle = std::dynamic_pointer_cast<OVNCircularRegion>(region);
+  const OVNAuthorizationStatus status = authorizationStatus();
   const char* refusal = nullptr;
   if (!circle) {
     refusal = "Only circular regions can be monitored.";
   } else if (!(circle->radius() >= 0) || !OVNLocationCoordinate2DIsValid(circle->center())) {
     refusal = "The region's centre or radius is not valid.";
-  } else if (authorizationStatus() != OVNAuthorizationStatusAuthorizedAlways &&
-             authorizationStatus() != OVNAuthorizationStatusNotDetermined) {
+  } else if (status != OVNAuthorizationStatusAuthorizedAlways && status != OVNAuthorizationStatusNotDetermined) {
     refusal = "Region monitoring needs the \"always\" authorization.";
   }
   if (refusal) {
